@@ -1,0 +1,74 @@
+// The files of a loaded FileList read as one byte range.
+//
+// Two classes share this code and differ only in their message texts and in
+// what `open` returns: MultipleFileInputer (used by the filter) and
+// DvdInputer. Every failure is reported with a modal message whose caption
+// names the class and the operation.
+#pragma once
+
+#include <cstdint>
+
+#include "input/file_list.h"
+#include "platform/file.h"
+
+class JoinedFileInputer {
+ public:
+  // The message texts and captions that tell the two classes apart.
+  struct Texts {
+    const char* openCaption;
+    const char* openFailedText;  // may hold one %s, the file's name
+    const char* openFailedCaption;
+    const char* seekCaption;
+    const char* readBlockCaption;
+    const char* errorCaption;
+    const char* seekFileAndPositionCaption;
+  };
+
+  // The largest single read issued to a file.
+  static constexpr std::int64_t readChunk = 16384;
+
+  JoinedFileInputer(const JoinedFileInputer&) = delete;
+  JoinedFileInputer& operator=(const JoinedFileInputer&) = delete;
+
+  // Closes every handle and returns to the state of a new object. Safe to
+  // call when already closed.
+  void close();
+
+  // Moves to `position` of the joined range. Returns 0 when already there,
+  // else the offset reached inside the file that holds `position`, narrowed
+  // to 32 bits and sign-extended (callers compare it with what they asked
+  // for); -1 on failure.
+  std::int64_t seek(std::int64_t position);
+
+  // Reads `count` bytes from the current position, across file ends.
+  // Returns the number of bytes placed in `buffer`, 0 on failure.
+  std::int64_t readBlock(void* buffer, std::int64_t count);
+
+  // Moves to `position` within file `fileIndex`; returns the new file
+  // pointer of that file, or -1.
+  std::int64_t seekFileAndPosition(std::int32_t fileIndex, std::int64_t position);
+
+  bool isOpen = false;
+  std::int64_t totalLength = 0;
+  std::int64_t position = 0;
+  std::int32_t fileIndex = 0;
+  FileList* list = nullptr;
+  platform::FileHandle* handles = nullptr;
+  std::int64_t filePosition = 0;
+  std::int64_t fileLength = 0;
+  platform::FileHandle currentHandle = platform::kInvalidFile;
+
+ protected:
+  explicit JoinedFileInputer(const Texts& texts) : texts_(texts) {}
+  ~JoinedFileInputer();
+
+  // Opens every file of `list` in order; false after a message.
+  bool openFiles(FileList* fileList);
+
+ private:
+  // Recorded length of file `index`; a list without lengths counts as empty.
+  std::int64_t sizeOf(std::int32_t index) const;
+  void report(const char* text, const char* caption) const;
+
+  const Texts& texts_;
+};

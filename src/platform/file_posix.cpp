@@ -1,0 +1,104 @@
+#include "platform/file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace platform {
+
+namespace {
+// The Windows error codes that callers may see through lastError().
+constexpr std::uint32_t kErrorSuccess = 0;
+constexpr std::uint32_t kErrorInvalidHandle = 6;
+constexpr std::uint32_t kErrorNegativeSeek = 131;
+
+thread_local std::uint32_t threadLastError = kErrorSuccess;
+
+std::uint32_t fromErrno(int error) {
+  return error == EBADF ? kErrorInvalidHandle : static_cast<std::uint32_t>(error);
+}
+
+bool fail(int error) {
+  threadLastError = fromErrno(error);
+  return false;
+}
+
+int toDescriptor(FileHandle file) { return static_cast<int>(file); }
+}  // namespace
+
+FileHandle openExistingForRead(const char* name, AccessHint hint) {
+  if (!name) {
+    fail(ENOENT);
+    return kInvalidFile;
+  }
+  int fd = ::open(name, O_RDONLY | O_CLOEXEC);
+  if (fd < 0) {
+    fail(errno);
+    return kInvalidFile;
+  }
+  struct stat info;
+  if (::fstat(fd, &info) != 0 || S_ISDIR(info.st_mode)) {
+    int error = S_ISDIR(info.st_mode) ? EACCES : errno;
+    ::close(fd);
+    fail(error);
+    return kInvalidFile;
+  }
+  if (hint == AccessHint::SequentialScan) ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
+  return fd;
+}
+
+bool readFile(FileHandle file, void* buffer, std::uint32_t count, std::uint32_t* got) {
+  *got = 0;
+  for (;;) {
+    ssize_t n = ::read(toDescriptor(file), buffer, count);
+    if (n >= 0) {
+      *got = static_cast<std::uint32_t>(n);
+      return true;
+    }
+    if (errno != EINTR) return fail(errno);
+  }
+}
+
+std::uint32_t getFileSizeLow(FileHandle file) {
+  std::int64_t size = getFileSize(file);
+  return size < 0 ? 0xFFFFFFFFu : static_cast<std::uint32_t>(size);
+}
+
+std::int64_t getFileSize(FileHandle file) {
+  struct stat info;
+  if (::fstat(toDescriptor(file), &info) != 0) {
+    fail(errno);
+    return -1;
+  }
+  return static_cast<std::int64_t>(info.st_size);
+}
+
+std::uint32_t setFilePointer(FileHandle file, std::int32_t low, std::int32_t* high) {
+  std::int64_t wanted = static_cast<std::int64_t>(
+      (static_cast<std::uint64_t>(static_cast<std::uint32_t>(*high)) << 32) |
+      static_cast<std::uint32_t>(low));
+  if (wanted < 0) {
+    threadLastError = kErrorNegativeSeek;
+    return kInvalidSetFilePointer;
+  }
+  off_t reached = ::lseek(toDescriptor(file), static_cast<off_t>(wanted), SEEK_SET);
+  if (reached < 0) {
+    fail(errno);
+    return kInvalidSetFilePointer;
+  }
+  std::uint64_t pointer = static_cast<std::uint64_t>(reached);
+  *high = static_cast<std::int32_t>(pointer >> 32);
+  std::uint32_t result = static_cast<std::uint32_t>(pointer);
+  if (result == kInvalidSetFilePointer) threadLastError = kErrorSuccess;
+  return result;
+}
+
+std::uint32_t lastError() { return threadLastError; }
+
+void closeFile(FileHandle file) {
+  if (file != kInvalidFile) ::close(toDescriptor(file));
+}
+
+}  // namespace platform

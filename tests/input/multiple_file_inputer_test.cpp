@@ -1,0 +1,314 @@
+#include "input/multiple_file_inputer.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "input/inputer_fixture.h"
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing_support::InputerTest;
+using testing_support::Message;
+
+namespace {
+
+class MultipleFileInputerTest : public InputerTest {
+ protected:
+  void openOn(const std::vector<std::int64_t>& lengths) {
+    makeList(lengths);
+    ASSERT_EQ(inputer.open(&list), S_OK);
+    ASSERT_THAT(recorder.messages(), IsEmpty());
+  }
+  MultipleFileInputer inputer;
+};
+
+Message seekMessage(const char* text) { return {text, "MultipleFileInputer::seek"}; }
+
+}  // namespace
+
+TEST(MultipleFileInputer, NewInputerIsClosed) {
+  MultipleFileInputer inputer;
+  EXPECT_FALSE(inputer.isOpen);
+  EXPECT_EQ(inputer.totalLength, 0);
+  EXPECT_EQ(inputer.position, 0);
+  EXPECT_EQ(inputer.fileIndex, 0);
+  EXPECT_EQ(inputer.list, nullptr);
+  EXPECT_EQ(inputer.handles, nullptr);
+  EXPECT_EQ(inputer.filePosition, 0);
+  EXPECT_EQ(inputer.fileLength, 0);
+  EXPECT_EQ(inputer.currentHandle, platform::kInvalidFile);
+  EXPECT_EQ(MultipleFileInputer::readChunk, 16384);
+}
+
+TEST_F(MultipleFileInputerTest, OpenStandsAtTheStartOfTheFirstFile) {
+  openOn({10, 20});
+  EXPECT_TRUE(inputer.isOpen);
+  EXPECT_EQ(inputer.totalLength, 30);
+  EXPECT_EQ(inputer.position, 0);
+  EXPECT_EQ(inputer.fileIndex, 0);
+  EXPECT_EQ(inputer.fileLength, 10);
+  EXPECT_EQ(inputer.currentHandle, inputer.handles[0]);
+  EXPECT_EQ(inputer.list, &list);
+}
+
+TEST_F(MultipleFileInputerTest, ReadAcrossAFileEnd) {
+  openOn({10, 20});
+  EXPECT_EQ(read(inputer, 25), expected.substr(0, 25));
+  EXPECT_EQ(inputer.position, 25);
+  EXPECT_EQ(inputer.fileIndex, 1);
+  EXPECT_EQ(inputer.filePosition, 15);
+}
+
+TEST_F(MultipleFileInputerTest, SeekLandsInTheRightFile) {
+  openOn({10, 20});
+  EXPECT_EQ(inputer.seek(10), 0);
+  EXPECT_EQ(inputer.fileIndex, 1);
+  EXPECT_EQ(inputer.filePosition, 0);
+  EXPECT_EQ(inputer.seek(12), 2);
+  EXPECT_EQ(inputer.filePosition, 2);
+  EXPECT_EQ(inputer.seek(12), 0);  // already there
+  EXPECT_EQ(read(inputer, 5), expected.substr(12, 5));
+  EXPECT_THAT(recorder.messages(), IsEmpty());
+}
+
+TEST_F(MultipleFileInputerTest, SeekToTheSamePositionDoesNotTouchTheFile) {
+  openOn({10, 20});
+  ASSERT_EQ(inputer.seek(12), 2);
+  // Move the file pointer behind the inputer's back: an unchanged position
+  // must leave it where it is.
+  std::int32_t high = 0;
+  platform::setFilePointer(inputer.currentHandle, 7, &high);
+  EXPECT_EQ(inputer.seek(12), 0);
+  EXPECT_EQ(read(inputer, 3), expected.substr(17, 3));
+}
+
+TEST_F(MultipleFileInputerTest, SeekToTotalLengthIsOutOfBounds) {
+  openOn({10, 20});
+  EXPECT_EQ(inputer.seek(30), -1);
+  EXPECT_THAT(recorder.messages(), ElementsAre(seekMessage("position out of bounds")));
+  EXPECT_EQ(inputer.position, 0);
+}
+
+TEST_F(MultipleFileInputerTest, SeekToANegativePositionIsOutOfBounds) {
+  openOn({10, 20});
+  EXPECT_EQ(inputer.seek(-1), -1);
+  EXPECT_THAT(recorder.messages(), ElementsAre(seekMessage("position out of bounds")));
+}
+
+TEST_F(MultipleFileInputerTest, SeekToTheLastByte) {
+  openOn({10, 20});
+  EXPECT_EQ(inputer.seek(29), 19);
+  EXPECT_EQ(read(inputer, 1), expected.substr(29, 1));
+}
+
+TEST_F(MultipleFileInputerTest, ReadingOneByteTooManyIsRefused) {
+  openOn({10, 20});
+  EXPECT_EQ(inputer.readBlock(std::string(31, '\0').data(), 31), 0);
+  EXPECT_THAT(recorder.messages(),
+              ElementsAre(Message{"asked to read to many bytes", "MultipleFileInputer::readBlock"}));
+  EXPECT_EQ(inputer.position, 0);
+  recorder.clear();
+  EXPECT_EQ(read(inputer, 30), expected);
+  EXPECT_THAT(recorder.messages(), IsEmpty());
+}
+
+TEST_F(MultipleFileInputerTest, ReadOfZeroBytesReturnsZeroSilently) {
+  openOn({10, 20});
+  char one = 0;
+  EXPECT_EQ(inputer.readBlock(&one, 0), 0);
+  EXPECT_EQ(inputer.readBlock(&one, -5), 0);
+  EXPECT_THAT(recorder.messages(), IsEmpty());
+}
+
+TEST_F(MultipleFileInputerTest, EmptyFileIsSteppedOverBySeek) {
+  openOn({10, 0, 20});
+  EXPECT_EQ(inputer.seek(10), 0);
+  EXPECT_EQ(inputer.fileIndex, 2);
+  EXPECT_EQ(read(inputer, 4), expected.substr(10, 4));
+  EXPECT_THAT(recorder.messages(), IsEmpty());
+}
+
+TEST_F(MultipleFileInputerTest, ReadIntoAnEmptyFileFails) {
+  openOn({10, 0, 20});
+  EXPECT_EQ(inputer.readBlock(std::string(15, '\0').data(), 15), 0);
+  EXPECT_THAT(recorder.messages(),
+              ElementsAre(Message{"position out of bounds",
+                                  "MultipleFileInputer::seekFileAndPosition"}));
+}
+
+TEST_F(MultipleFileInputerTest, EmptyFirstFileIsSteppedIntoByRead) {
+  openOn({0, 20});
+  EXPECT_EQ(inputer.fileLength, 0);
+  EXPECT_EQ(read(inputer, 20), expected);
+  EXPECT_THAT(recorder.messages(), IsEmpty());
+}
+
+TEST_F(MultipleFileInputerTest, MissingFileFailsTheOpen) {
+  makeList({10, -1, 20});
+  EXPECT_EQ(inputer.open(&list), E_FAIL);
+  EXPECT_THAT(recorder.messages(),
+              ElementsAre(Message{"Failed to open file " + names[1], "MultipleFileReader"}));
+  EXPECT_FALSE(inputer.isOpen);
+  EXPECT_EQ(inputer.handles, nullptr);
+  EXPECT_EQ(inputer.list, nullptr);
+}
+
+TEST_F(MultipleFileInputerTest, FailedOpenReleasesEveryHandle) {
+  makeList({10, 20, -1});
+  EXPECT_EQ(inputer.open(&list), E_FAIL);
+  EXPECT_FALSE(testing_support::isHeldOpen(names[0]));
+  EXPECT_FALSE(testing_support::isHeldOpen(names[1]));
+}
+
+TEST_F(MultipleFileInputerTest, OpenHoldsEveryFileUntilClose) {
+  openOn({10, 20});
+  EXPECT_TRUE(testing_support::isHeldOpen(names[0]));
+  EXPECT_TRUE(testing_support::isHeldOpen(names[1]));
+  inputer.close();
+  EXPECT_FALSE(testing_support::isHeldOpen(names[0]));
+  EXPECT_FALSE(testing_support::isHeldOpen(names[1]));
+}
+
+TEST_F(MultipleFileInputerTest, LongMissingNameIsCutInTheMessage) {
+  std::string name = dir.path(std::string(400, 'm') + ".mpg");
+  list.load(dir.write("long.lst", name + "\n").c_str());
+  ASSERT_EQ(list.count, 1);
+  EXPECT_EQ(inputer.open(&list), E_FAIL);
+  ASSERT_EQ(recorder.messages().size(), 1u);
+  EXPECT_EQ(recorder.messages()[0].text, ("Failed to open file " + name).substr(0, 299));
+}
+
+TEST_F(MultipleFileInputerTest, OpenOfAnEmptyListFailsWithoutMessage) {
+  EXPECT_EQ(inputer.open(&list), E_FAIL);
+  EXPECT_FALSE(inputer.isOpen);
+  EXPECT_EQ(inputer.open(nullptr), E_FAIL);
+  EXPECT_THAT(recorder.messages(), IsEmpty());
+}
+
+TEST_F(MultipleFileInputerTest, ClosedInputerRefusesSeekAndRead) {
+  char one = 0;
+  EXPECT_EQ(inputer.seek(0), -1);
+  EXPECT_EQ(inputer.readBlock(&one, 1), 0);
+  EXPECT_EQ(inputer.readBlock(&one, 0), 0);
+  EXPECT_THAT(recorder.messages(),
+              ElementsAre(seekMessage("position out of bounds"),
+                          Message{"asked to read to many bytes", "MultipleFileInputer::readBlock"},
+                          Message{"file is not open", "MultipleFileInputer - Error"}));
+}
+
+TEST_F(MultipleFileInputerTest, CloseIsSafeTwiceAndResetsEverything) {
+  openOn({10, 20});
+  read(inputer, 15);
+  inputer.close();
+  inputer.close();
+  EXPECT_FALSE(inputer.isOpen);
+  EXPECT_EQ(inputer.totalLength, 0);
+  EXPECT_EQ(inputer.position, 0);
+  EXPECT_EQ(inputer.fileIndex, 0);
+  EXPECT_EQ(inputer.list, nullptr);
+  EXPECT_EQ(inputer.handles, nullptr);
+  EXPECT_EQ(inputer.currentHandle, platform::kInvalidFile);
+}
+
+TEST_F(MultipleFileInputerTest, ReopenStartsAgainAtZero) {
+  openOn({10, 20});
+  read(inputer, 25);
+  ASSERT_EQ(inputer.open(&list), S_OK);
+  EXPECT_EQ(inputer.position, 0);
+  EXPECT_EQ(read(inputer, 30), expected);
+}
+
+TEST_F(MultipleFileInputerTest, SeekFileAndPositionChecksItsArguments) {
+  openOn({10, 20});
+  EXPECT_EQ(inputer.seekFileAndPosition(-1, 0), -1);
+  EXPECT_EQ(inputer.seekFileAndPosition(2, 0), -1);
+  EXPECT_EQ(inputer.seekFileAndPosition(1, 20), -1);
+  EXPECT_EQ(inputer.seekFileAndPosition(1, -1), -1);
+  const char* caption = "MultipleFileInputer::seekFileAndPosition";
+  EXPECT_THAT(recorder.messages(), ElementsAre(Message{"fileIndex out of bounds", caption},
+                                               Message{"fileIndex out of bounds", caption},
+                                               Message{"position out of bounds", caption},
+                                               Message{"position out of bounds", caption}));
+}
+
+TEST_F(MultipleFileInputerTest, SeekFileAndPositionKeepsTheJoinedPosition) {
+  openOn({10, 20});
+  EXPECT_EQ(inputer.seekFileAndPosition(1, 7), 7);
+  EXPECT_EQ(inputer.fileIndex, 1);
+  EXPECT_EQ(inputer.filePosition, 7);
+  EXPECT_EQ(inputer.fileLength, 20);
+  EXPECT_EQ(inputer.position, 0);
+}
+
+TEST_F(MultipleFileInputerTest, ReadsOfEverySizeMatchTheJoinedFiles) {
+  // Lengths around the read chunk, so reads cross file ends inside and at
+  // the edge of a chunk.
+  openOn({16383, 1, 16385, 40000, 7});
+  for (std::int64_t step : {1, 7, 4096, 16383, 16384, 16385, 65536}) {
+    SCOPED_TRACE(step);
+    ASSERT_EQ(inputer.open(&list), S_OK);
+    std::string joined;
+    while (static_cast<std::int64_t>(joined.size()) < inputer.totalLength) {
+      std::int64_t left = inputer.totalLength - static_cast<std::int64_t>(joined.size());
+      std::string piece = read(inputer, step < left ? step : left);
+      ASSERT_FALSE(piece.empty());
+      joined += piece;
+    }
+    EXPECT_EQ(joined, expected);
+  }
+  EXPECT_THAT(recorder.messages(), IsEmpty());
+}
+
+TEST_F(MultipleFileInputerTest, SeekThenReadEverywhere) {
+  openOn({100, 3, 250});
+  for (std::int64_t at = 0; at < 353; at += 13) {
+    SCOPED_TRACE(at);
+    inputer.seek(at);
+    std::int64_t n = 353 - at < 40 ? 353 - at : 40;
+    EXPECT_EQ(read(inputer, n), expected.substr(static_cast<std::size_t>(at), static_cast<std::size_t>(n)));
+  }
+  EXPECT_THAT(recorder.messages(), IsEmpty());
+}
+
+TEST_F(MultipleFileInputerTest, FileThatShrankEndsTheReadWithWhatWasRead) {
+  makeList({10, 20});
+  // The list recorded 20 bytes; the file now holds 5.
+  dir.writePattern("f1.bin", 5, 1);
+  ASSERT_EQ(inputer.open(&list), S_OK);
+  std::string got = read(inputer, 30);
+  EXPECT_EQ(got, expected.substr(0, 15));
+  EXPECT_EQ(inputer.position, 15);
+}
+
+TEST_F(MultipleFileInputerTest, LastFileThatShrankEndsTheReadToo) {
+  makeList({10});
+  dir.writePattern("f0.bin", 0, 0);
+  ASSERT_EQ(inputer.open(&list), S_OK);
+  EXPECT_EQ(read(inputer, 10), "");
+}
+
+TEST_F(MultipleFileInputerTest, ListWithoutLengthsFailsSafely) {
+  // A hand-made list without recorded lengths: every file counts as empty.
+  openOn({10});
+  std::int64_t* sizes = list.sizes;
+  list.sizes = nullptr;
+  ASSERT_EQ(inputer.open(&list), S_OK);
+  EXPECT_EQ(inputer.fileLength, 0);
+  EXPECT_EQ(inputer.seek(5), -1);
+  EXPECT_EQ(inputer.seekFileAndPosition(0, 0), -1);
+  EXPECT_THAT(recorder.messages(),
+              ElementsAre(seekMessage("file index beyond end"),
+                          Message{"position out of bounds",
+                                  "MultipleFileInputer::seekFileAndPosition"}));
+  list.sizes = sizes;
+}
+
+TEST_F(MultipleFileInputerTest, FailedSeekKeepsTheNewJoinedPosition) {
+  openOn({10, 20});
+  // Lie about the total so that the walk runs past the last file.
+  inputer.totalLength = 40;
+  EXPECT_EQ(inputer.seek(35), -1);
+  EXPECT_THAT(recorder.messages(), ElementsAre(seekMessage("file index beyond end")));
+  EXPECT_EQ(inputer.position, 35);
+  EXPECT_EQ(inputer.fileIndex, 0);
+}

@@ -1,0 +1,60 @@
+#include "platform/file.h"
+
+#include <gtest/gtest.h>
+
+#include "support/scratch.h"
+
+using testing_support::ScratchDir;
+
+TEST(PlatformFile, MissingFileDoesNotOpen) {
+  ScratchDir dir;
+  EXPECT_EQ(platform::openExistingForRead(dir.path("none").c_str(), platform::AccessHint::None),
+            platform::kInvalidFile);
+  EXPECT_NE(platform::lastError(), 0u);
+}
+
+TEST(PlatformFile, FolderDoesNotOpen) {
+  ScratchDir dir;
+  EXPECT_EQ(platform::openExistingForRead(dir.root().c_str(), platform::AccessHint::None),
+            platform::kInvalidFile);
+}
+
+TEST(PlatformFile, SizesAndReads) {
+  ScratchDir dir;
+  std::string name = dir.write("x.bin", "hello world");
+  platform::FileHandle file =
+      platform::openExistingForRead(name.c_str(), platform::AccessHint::SequentialScan);
+  ASSERT_NE(file, platform::kInvalidFile);
+  EXPECT_EQ(platform::getFileSize(file), 11);
+  EXPECT_EQ(platform::getFileSizeLow(file), 11u);
+  char buffer[16] = {};
+  std::uint32_t got = 0;
+  ASSERT_TRUE(platform::readFile(file, buffer, 5, &got));
+  EXPECT_EQ(got, 5u);
+  EXPECT_EQ(std::string(buffer, 5), "hello");
+  std::int32_t high = 0;
+  EXPECT_EQ(platform::setFilePointer(file, 6, &high), 6u);
+  ASSERT_TRUE(platform::readFile(file, buffer, 16, &got));
+  EXPECT_EQ(std::string(buffer, got), "world");
+  ASSERT_TRUE(platform::readFile(file, buffer, 16, &got));  // at the end
+  EXPECT_EQ(got, 0u);
+  platform::closeFile(file);
+}
+
+TEST(PlatformFile, SeekBeyondFourGiBReportsTheHighWord) {
+  ScratchDir dir;
+  std::string name = dir.writeSparse("big.bin", (std::int64_t{5} << 30), {});
+  platform::FileHandle file =
+      platform::openExistingForRead(name.c_str(), platform::AccessHint::None);
+  ASSERT_NE(file, platform::kInvalidFile);
+  EXPECT_EQ(platform::getFileSize(file), std::int64_t{5} << 30);
+  EXPECT_EQ(platform::getFileSizeLow(file), 1u << 30);
+  std::int32_t high = 1;
+  EXPECT_EQ(platform::setFilePointer(file, 0x10, &high), 0x10u);
+  EXPECT_EQ(high, 1);
+  high = 0;
+  EXPECT_EQ(platform::setFilePointer(file, -1, &high), platform::kInvalidSetFilePointer);
+  EXPECT_EQ(high, 0);
+  EXPECT_EQ(platform::lastError(), 0u);  // a success, though the word is all ones
+  platform::closeFile(file);
+}
