@@ -312,3 +312,21 @@ TEST_F(MultipleFileInputerTest, FailedSeekKeepsTheNewJoinedPosition) {
   EXPECT_EQ(inputer.position, 35);
   EXPECT_EQ(inputer.fileIndex, 0);
 }
+
+TEST_F(MultipleFileInputerTest, SeekFileAndPositionOnAClosedInputerIsRefused) {
+  EXPECT_EQ(inputer.seekFileAndPosition(0, 0), -1);
+  EXPECT_THAT(recorder.messages(),
+              ElementsAre(Message{"fileIndex out of bounds",
+                                  "MultipleFileInputer::seekFileAndPosition"}));
+}
+
+TEST_F(MultipleFileInputerTest, NameWithoutCopyFailsTheOpenWithAMessage) {
+  // An entry whose copy could not be allocated is null in the list.
+  makeList({10});
+  char* name = list.names[0];
+  list.names[0] = nullptr;
+  EXPECT_EQ(inputer.open(&list), E_FAIL);
+  EXPECT_THAT(recorder.messages(),
+              ElementsAre(Message{"Failed to open file (null)", "MultipleFileReader"}));
+  list.names[0] = name;
+}
