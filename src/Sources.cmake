@@ -18,10 +18,67 @@ set(FENNORIA_INPUT_SOURCES
   ${_src}/input/file_list.cpp
   ${_src}/input/joined_file_inputer.cpp
   ${_src}/input/multiple_file_inputer.cpp
-  ${_src}/input/dvd_inputer.cpp)
+  ${_src}/input/dvd_inputer.cpp
+  ${_src}/input/concatenated_stream.cpp
+  ${_src}/input/output_file_stream.cpp)
+
+set(FENNORIA_DEMUX_SOURCES
+  ${_src}/demux/stream.cpp)
 
 set(FENNORIA_CORE_SOURCES
   ${FENNORIA_PLATFORM_SOURCES}
-  ${FENNORIA_INPUT_SOURCES})
+  ${FENNORIA_INPUT_SOURCES}
+  ${FENNORIA_DEMUX_SOURCES})
 
 set(FENNORIA_CORE_WIN32_LIBS user32 kernel32)
+
+# Registry, profile files and debugger services for the diagnostics and the
+# settings; on Linux the registry and the INI files are files of our own.
+set(FENNORIA_CONFIG_PLATFORM_SOURCES
+  ${_src}/platform/debugger.cpp
+  ${_src}/platform/hive_file.cpp
+  ${_src}/platform/ini_text.cpp
+  ${_src}/platform/process_common.cpp)
+if(WIN32)
+  list(APPEND FENNORIA_CONFIG_PLATFORM_SOURCES
+    ${_src}/platform/debugger_win32.cpp
+    ${_src}/platform/process_win32.cpp
+    ${_src}/platform/profile_win32.cpp
+    ${_src}/platform/registry_win32.cpp)
+else()
+  list(APPEND FENNORIA_CONFIG_PLATFORM_SOURCES
+    ${_src}/platform/config_files_posix.cpp
+    ${_src}/platform/debugger_posix.cpp
+    ${_src}/platform/process_posix.cpp
+    ${_src}/platform/profile_posix.cpp
+    ${_src}/platform/registry_posix.cpp)
+endif()
+
+set(FENNORIA_DIAG_SOURCES
+  ${_src}/diag/debug_log.cpp)
+
+set(FENNORIA_FILTER_SOURCES
+  ${_src}/filter/settings_store.cpp)
+
+list(APPEND FENNORIA_CORE_SOURCES
+  ${FENNORIA_CONFIG_PLATFORM_SOURCES}
+  ${FENNORIA_DIAG_SOURCES}
+  ${FENNORIA_FILTER_SOURCES})
+list(APPEND FENNORIA_CORE_WIN32_LIBS advapi32)
+
+# The progress window and About page: a portable model everywhere, the
+# dialogs on Windows. The dialog resources go into each program or DLL that
+# shows them, as a source of its own: a resource object inside a static
+# library would never be linked, since no symbol refers to it.
+set(FENNORIA_UI_SOURCES
+  ${_src}/ui/progress_model.cpp
+  ${_src}/ui/progress_display.cpp)
+if(WIN32)
+  enable_language(RC)
+  list(APPEND FENNORIA_UI_SOURCES
+    ${_src}/ui/progress_window.cpp
+    ${_src}/ui/about_page.cpp)
+  set(FENNORIA_UI_RESOURCES ${_src}/ui/dialogs.rc)
+  list(APPEND FENNORIA_CORE_WIN32_LIBS comctl32 shell32 gdi32)
+endif()
+list(APPEND FENNORIA_CORE_SOURCES ${FENNORIA_UI_SOURCES})

@@ -18,6 +18,9 @@ constexpr std::uint32_t kInvalidSetFilePointer = 0xFFFFFFFFu;
 
 enum class AccessHint { None, SequentialScan };
 
+// Where a SetFilePointer distance counts from.
+enum class MoveMethod { Begin, Current };
+
 // CreateFileA(name, GENERIC_READ, FILE_SHARE_READ, NULL, OPEN_EXISTING,
 // hint == SequentialScan ? FILE_FLAG_SEQUENTIAL_SCAN : 0, NULL).
 // Folders cannot be opened this way, as on Windows.
@@ -32,15 +35,44 @@ std::uint32_t getFileSizeLow(FileHandle file);
 // GetFileSize(file, &high) joined to 64 bits; -1 on failure.
 std::int64_t getFileSize(FileHandle file);
 
-// SetFilePointer(file, low, high, FILE_BEGIN): returns the new pointer's low
-// word and stores its high word in *high. On failure returns
-// kInvalidSetFilePointer with a non-zero lastError(); a success whose low
-// word happens to be all ones clears lastError().
-std::uint32_t setFilePointer(FileHandle file, std::int32_t low, std::int32_t* high);
+// SetFilePointer(file, low, high, FILE_BEGIN or FILE_CURRENT): returns the
+// new pointer's low word and stores its high word in *high. On failure
+// returns kInvalidSetFilePointer with a non-zero lastError(); a success whose
+// low word happens to be all ones clears lastError().
+std::uint32_t setFilePointer(FileHandle file, std::int32_t low, std::int32_t* high,
+                             MoveMethod method = MoveMethod::Begin);
 
-// GetLastError of the calling thread, as left by the calls above.
+// GetLastError of the calling thread, as left by the calls in this file.
 std::uint32_t lastError();
 
-void closeFile(FileHandle file);
+// setFilePointer with a 64-bit distance; the 64-bit pointer reached, or -1
+// when the call failed.
+inline std::int64_t moveFilePointer(FileHandle file, std::int64_t distance, MoveMethod method) {
+  std::int32_t high = static_cast<std::int32_t>(distance >> 32);
+  std::uint32_t low = setFilePointer(
+      file, static_cast<std::int32_t>(static_cast<std::uint32_t>(distance)), &high, method);
+  if (low == kInvalidSetFilePointer && lastError() != 0) return -1;
+  return static_cast<std::int64_t>(
+      (static_cast<std::uint64_t>(static_cast<std::uint32_t>(high)) << 32) | low);
+}
+
+// The size from GetFileInformationByHandle (its high and low words); false
+// when the query fails.
+bool getFileInformationSize(FileHandle file, std::int64_t* size);
+
+// CreateFileA(name, GENERIC_WRITE, FILE_SHARE_WRITE, NULL,
+// truncate ? CREATE_ALWAYS : OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, NULL).
+// Without truncation an existing file keeps its bytes and writing starts at
+// offset 0, over them.
+FileHandle openForWrite(const char* name, bool truncate);
+
+// WriteFile: false on failure; *written holds the count reported.
+bool writeFile(FileHandle file, const void* buffer, std::uint32_t count, std::uint32_t* written);
+
+// FlushFileBuffers.
+bool flushFile(FileHandle file);
+
+// CloseHandle: false when the handle could not be closed.
+bool closeFile(FileHandle file);
 
 }  // namespace platform

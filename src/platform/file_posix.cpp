@@ -75,10 +75,20 @@ std::int64_t getFileSize(FileHandle file) {
   return static_cast<std::int64_t>(info.st_size);
 }
 
-std::uint32_t setFilePointer(FileHandle file, std::int32_t low, std::int32_t* high) {
-  std::int64_t wanted = static_cast<std::int64_t>(
+std::uint32_t setFilePointer(FileHandle file, std::int32_t low, std::int32_t* high,
+                             MoveMethod method) {
+  std::int64_t distance = static_cast<std::int64_t>(
       (static_cast<std::uint64_t>(static_cast<std::uint32_t>(*high)) << 32) |
       static_cast<std::uint32_t>(low));
+  std::int64_t wanted = distance;
+  if (method == MoveMethod::Current) {
+    off_t here = ::lseek(toDescriptor(file), 0, SEEK_CUR);
+    if (here < 0) {
+      fail(errno);
+      return kInvalidSetFilePointer;
+    }
+    wanted = static_cast<std::int64_t>(here) + distance;
+  }
   if (wanted < 0) {
     threadLastError = kErrorNegativeSeek;
     return kInvalidSetFilePointer;
@@ -97,8 +107,46 @@ std::uint32_t setFilePointer(FileHandle file, std::int32_t low, std::int32_t* hi
 
 std::uint32_t lastError() { return threadLastError; }
 
-void closeFile(FileHandle file) {
-  if (file != kInvalidFile) ::close(toDescriptor(file));
+bool getFileInformationSize(FileHandle file, std::int64_t* size) {
+  std::int64_t length = getFileSize(file);
+  if (length < 0) return false;
+  *size = length;
+  return true;
+}
+
+FileHandle openForWrite(const char* name, bool truncate) {
+  if (!name) {
+    fail(ENOENT);
+    return kInvalidFile;
+  }
+  int fd = ::open(name, O_WRONLY | O_CREAT | O_CLOEXEC | (truncate ? O_TRUNC : 0), 0666);
+  if (fd < 0) {
+    fail(errno);
+    return kInvalidFile;
+  }
+  return fd;
+}
+
+bool writeFile(FileHandle file, const void* buffer, std::uint32_t count, std::uint32_t* written) {
+  *written = 0;
+  const auto* bytes = static_cast<const unsigned char*>(buffer);
+  while (*written < count) {
+    ssize_t n = ::write(toDescriptor(file), bytes + *written, count - *written);
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      return fail(errno);
+    }
+    *written += static_cast<std::uint32_t>(n);
+  }
+  return true;
+}
+
+bool flushFile(FileHandle file) {
+  return ::fsync(toDescriptor(file)) == 0 || fail(errno);
+}
+
+bool closeFile(FileHandle file) {
+  return file != kInvalidFile && (::close(toDescriptor(file)) == 0 || fail(errno));
 }
 
 }  // namespace platform

@@ -31,17 +31,42 @@ std::int64_t getFileSize(FileHandle file) {
   return static_cast<std::int64_t>((static_cast<std::uint64_t>(high) << 32) | low);
 }
 
-std::uint32_t setFilePointer(FileHandle file, std::int32_t low, std::int32_t* high) {
+std::uint32_t setFilePointer(FileHandle file, std::int32_t low, std::int32_t* high,
+                             MoveMethod method) {
   LONG h = *high;
-  DWORD result = SetFilePointer(toHandle(file), low, &h, FILE_BEGIN);
+  DWORD result = SetFilePointer(toHandle(file), low, &h,
+                                method == MoveMethod::Begin ? FILE_BEGIN : FILE_CURRENT);
   *high = h;
   return result;
 }
 
 std::uint32_t lastError() { return GetLastError(); }
 
-void closeFile(FileHandle file) {
-  if (file != kInvalidFile) CloseHandle(toHandle(file));
+bool getFileInformationSize(FileHandle file, std::int64_t* size) {
+  BY_HANDLE_FILE_INFORMATION info;
+  if (!GetFileInformationByHandle(toHandle(file), &info)) return false;
+  *size = static_cast<std::int64_t>((static_cast<std::uint64_t>(info.nFileSizeHigh) << 32) |
+                                    info.nFileSizeLow);
+  return true;
+}
+
+FileHandle openForWrite(const char* name, bool truncate) {
+  HANDLE h = CreateFileA(name, GENERIC_WRITE, FILE_SHARE_WRITE, nullptr,
+                         truncate ? CREATE_ALWAYS : OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  return h == INVALID_HANDLE_VALUE ? kInvalidFile : reinterpret_cast<FileHandle>(h);
+}
+
+bool writeFile(FileHandle file, const void* buffer, std::uint32_t count, std::uint32_t* written) {
+  DWORD n = 0;
+  BOOL ok = WriteFile(toHandle(file), buffer, count, &n, nullptr);
+  *written = n;
+  return ok != FALSE;
+}
+
+bool flushFile(FileHandle file) { return FlushFileBuffers(toHandle(file)) != FALSE; }
+
+bool closeFile(FileHandle file) {
+  return file != kInvalidFile && CloseHandle(toHandle(file)) != FALSE;
 }
 
 }  // namespace platform
