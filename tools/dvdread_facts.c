@@ -25,6 +25,7 @@
  * (or menu) VOBs.
  */
 #include <stdarg.h>
+#include <stddef.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -352,7 +353,8 @@ int main(int argc, char **argv) {
   printf("vmg.identifier %.12s\n", m->vmg_identifier);
   printf("vmg.last_sector %u vmgi_last_sector %u vmgi_last_byte %u\n", m->vmg_last_sector,
          m->vmgi_last_sector, m->vmgi_last_byte);
-  printf("vmg.version 0x%02x\n", m->specification_version);
+  /* the version byte follows zero_2 */
+  printf("vmg.version 0x%02x\n", ((const unsigned char *)m)[offsetof(vmgi_mat_t, zero_2) + 1]);
   printf("vmg.category 0x%08x\n", m->vmg_category);
   printf("vmg.region_mask 0x%02x\n", (m->vmg_category >> 16) & 0xff);
   printf("vmg.volumes %u\n", m->vmg_nr_of_volumes);
