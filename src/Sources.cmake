@@ -25,10 +25,16 @@ set(FENNORIA_INPUT_SOURCES
 set(FENNORIA_DEMUX_SOURCES
   ${_src}/demux/stream.cpp)
 
+set(FENNORIA_DVDNAV_SOURCES
+  ${_src}/dvdnav/ifo_parser.cpp
+  ${_src}/dvdnav/ifo_dump.cpp
+  ${_src}/dvdnav/dvd_title_reader.cpp)
+
 set(FENNORIA_CORE_SOURCES
   ${FENNORIA_PLATFORM_SOURCES}
   ${FENNORIA_INPUT_SOURCES}
-  ${FENNORIA_DEMUX_SOURCES})
+  ${FENNORIA_DEMUX_SOURCES}
+  ${FENNORIA_DVDNAV_SOURCES})
 
 set(FENNORIA_CORE_WIN32_LIBS user32 kernel32)
 

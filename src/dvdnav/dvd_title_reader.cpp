@@ -1,0 +1,180 @@
+#include "dvdnav/dvd_title_reader.h"
+
+#include <cstdio>
+
+#include "demux/stream.h"
+#include "dvdnav/ifo_dump.h"
+#include "dvdnav/ifo_parser.h"
+
+namespace {
+
+std::string twoDigits(std::int32_t n) {
+  char text[16];
+  std::snprintf(text, sizeof text, "%02d", n);
+  return text;
+}
+
+}  // namespace
+
+DvdTitleReader::DvdTitleReader(std::ostream& logStream) : log(logStream) {}
+
+DvdTitleReader::~DvdTitleReader() = default;
+
+void DvdTitleReader::say(int level) { mpdx::emit(log, level); }
+
+std::int64_t DvdTitleReader::readIfo(const std::string& name, std::uint8_t* buffer) {
+  mpdx::IFileStream file(name.c_str());
+  return file.read(buffer, static_cast<std::uint32_t>(ifoBufferSize));
+}
+
+int DvdTitleReader::openIfo(const std::string& folderName) {
+  std::vector<std::uint8_t> buffer(static_cast<std::size_t>(ifoBufferSize));
+  std::int64_t count = readIfo(folderName + "/" + "VIDEO_TS.IFO", buffer.data());
+  if (count < 1) {
+    count = readIfo(folderName + "/" + "video_ts.ifo", buffer.data());
+    upperCaseNames = false;
+  }
+  if (count < 1) {
+    log << "no vmgi found";
+    say(0);
+    return 1;
+  }
+  if (count > ifoBufferSize) {
+    log << "vmgi too large";
+    say(0);
+    return 1;
+  }
+  folder = folderName;
+
+  videoManager = std::make_unique<dvdnav::VideoManagerInfo>();
+  dvdnav::IfoBytes vmgBytes(buffer.data(), static_cast<std::size_t>(count));
+  dvdnav::parseVideoManager(vmgBytes, *videoManager, log);
+  log << "Videomanager";
+  say(3);
+  log << *videoManager;
+  say(3);
+
+  titleSets.clear();
+  const char* prefix = upperCaseNames ? "VTS_" : "vts_";
+  const char* suffix = upperCaseNames ? "_0.IFO" : "_0.ifo";
+  std::int32_t titles = static_cast<std::int32_t>(videoManager->titles.size());
+  for (std::int32_t i = 1; i <= titles; ++i) {
+    count = readIfo(folderName + "/" + prefix + twoDigits(i) + suffix, buffer.data());
+    if (count < 1) continue;
+    auto titleSet = std::make_unique<dvdnav::TitleSetInfo>();
+    dvdnav::parseTitleSet(dvdnav::IfoBytes(buffer.data(), static_cast<std::size_t>(count)),
+                          *titleSet, log);
+    log << "VideoTitleSet " << i;
+    say(3);
+    log << *titleSet;
+    say(3);
+    titleSets.push_back(std::move(titleSet));
+  }
+  return 0;
+}
+
+int DvdTitleReader::selectTitleSet(std::int32_t n, std::int32_t titleVobs) {
+  titleSetNumber = n;
+  if (vobStream) {
+    vobStream->closeAll();
+    vobStream.reset();
+  }
+  std::vector<std::string> names;
+  std::string base = folder + "/";
+  if (n == 0) {
+    names.push_back(base + (upperCaseNames ? "VIDEO_TS.VOB" : "video_ts.vob"));
+  } else if (n >= 1 && n <= 99) {
+    std::string prefix = (upperCaseNames ? "VTS_" : "vts_") + twoDigits(n) + "_";
+    const char* extension = upperCaseNames ? ".VOB" : ".vob";
+    if (titleVobs == 0) {
+      names.push_back(base + prefix + "0" + extension);
+    } else {
+      for (int i = 1; i <= 9; ++i) names.push_back(base + prefix + std::to_string(i) + extension);
+    }
+  }
+  vobStream = std::make_unique<ConcatenatedStream>(std::move(names));
+  return 0;
+}
+
+int DvdTitleReader::setSectorRange(std::int32_t first, std::int32_t endExclusive) {
+  if (vobStream) vobStream->seek(static_cast<std::int64_t>(first) * dvdnav::sectorSize);
+  startBlock = first;
+  endBlock = endExclusive;
+  return 0;
+}
+
+const dvdnav::TitleSetInfo* DvdTitleReader::titleSetFor(std::int32_t shownNumber, bool quiet) {
+  std::uint32_t t = static_cast<std::uint32_t>(titleSetNumber);
+  std::uint32_t n = static_cast<std::uint32_t>(titleSets.size());
+  // A title set number of one past the loaded ones passes the range test
+  // but names no loaded title set: it fails with the same message.
+  bool outside = quiet ? (titleSetNumber < 1 || t > n) : (titleSetNumber < 0 || t > n);
+  if (outside) {
+    if (!quiet) {
+      log << "title " << shownNumber << " does not exist.";
+      say(1);
+    }
+    return nullptr;
+  }
+  if (titleSetNumber == 0) {
+    log << "title 0 unknown.";
+    say(1);
+    return nullptr;
+  }
+  return titleSets[t - 1].get();
+}
+
+int DvdTitleReader::selectCells(const dvdnav::CellPlayback& first,
+                                const dvdnav::CellPlayback& last) {
+  log << "startblock " << first.startcfvobu << ", endblock " << last.endclvobu;
+  say(2);
+  return setSectorRange(first.startcfvobu, last.endclvobu + 1);
+}
+
+int DvdTitleReader::selectProgramChain(std::int32_t p) {
+  pgcNumber = p;
+  const dvdnav::TitleSetInfo* titleSet = titleSetFor(p, false);
+  if (!titleSet) return 1;
+  if (p < 0 || static_cast<std::size_t>(p) >= titleSet->programchains.size()) {
+    log << "pgc " << pgcNumber << " does not exist.";
+    say(1);
+    return 1;
+  }
+  const dvdnav::ProgramChain& pgc = titleSet->programchains[static_cast<std::size_t>(p)];
+  if (pgc.cells.empty()) {
+    log << "pgc " << pgcNumber << " has no cells.";
+    say(1);
+    return 1;
+  }
+  return selectCells(pgc.cells.front(), pgc.cells.back());
+}
+
+int DvdTitleReader::selectProgramChainQuiet(std::int32_t p) {
+  pgcNumber = p;
+  const dvdnav::TitleSetInfo* titleSet = titleSetFor(p, true);
+  if (!titleSet || p < 0 || static_cast<std::size_t>(p) >= titleSet->programchains.size())
+    return 1;
+  const dvdnav::ProgramChain& pgc = titleSet->programchains[static_cast<std::size_t>(p)];
+  if (pgc.cells.empty()) return 1;
+  return selectCells(pgc.cells.front(), pgc.cells.back());
+}
+
+int DvdTitleReader::selectCell(std::int32_t c) {
+  cellNumber = c;
+  const dvdnav::TitleSetInfo* titleSet = titleSetFor(titleSetNumber, false);
+  if (!titleSet) return 1;
+  std::int32_t p = pgcNumber;
+  if (p < 0 || static_cast<std::size_t>(p) >= titleSet->programchains.size()) {
+    log << "pgcnum " << p << " does not exist.";
+    say(1);
+    return 1;
+  }
+  const dvdnav::ProgramChain& pgc = titleSet->programchains[static_cast<std::size_t>(p)];
+  if (c < 0 || static_cast<std::size_t>(c) >= pgc.cells.size()) {
+    log << "cellnum " << c << " does not exist.";
+    say(1);
+    return 1;
+  }
+  const dvdnav::CellPlayback& cell = pgc.cells[static_cast<std::size_t>(c)];
+  return selectCells(cell, cell);
+}

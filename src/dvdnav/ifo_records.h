@@ -1,0 +1,198 @@
+// The decoded navigation records of a DVD-Video folder: the Video Manager
+// (VIDEO_TS.IFO) and the title sets (VTS_nn_0.IFO).
+//
+// Plain value types, decoded once when a file is loaded: every scalar is a
+// signed 32-bit integer whatever its width in the file, every table is a
+// vector held by value in its parent, and nothing refers back to the file
+// bytes. Sector numbers count 2048-byte blocks.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace dvdnav {
+
+constexpr std::int32_t sectorSize = 2048;
+
+struct VideoAttributes {
+  std::int32_t videocompressionmode = 0;
+  std::int32_t tvsystem = 0;
+  std::int32_t displaymode = 0;
+  std::int32_t aspectratio = 0;
+};
+
+struct AudioAttributes {
+  std::int32_t codingmode = 0;
+  std::int32_t freq = 0;  // the sampling-frequency bits are not decoded: always 0
+  std::int32_t quant = 0;
+  std::int32_t type = 0;
+  std::int32_t channels = 0;
+  std::array<char, 2> specificcode = {0, 0};  // language code
+  std::int32_t ext = 0;
+};
+
+struct SubpictureAttributes {
+  std::int32_t mode = 0;
+  std::int32_t type = 0;
+  std::array<char, 2> specificcode = {0, 0};
+  std::int32_t ext = 0;
+};
+
+struct AttributeSet {
+  VideoAttributes video;
+  std::vector<AudioAttributes> audio;
+  std::vector<SubpictureAttributes> subpictures;
+};
+
+struct AttributeSetPair {
+  AttributeSet menu;
+  AttributeSet title;
+};
+
+struct NavCommand {
+  std::int32_t cmdtype = 0;
+  bool direct = false;
+  std::int32_t set = 0;
+  bool dirCmp = false;
+  std::int32_t cmp = 0;
+  std::int32_t cmd = 0;
+  std::int32_t op1 = 0;
+  std::int32_t op2 = 0;
+  std::int32_t op3 = 0;
+};
+
+struct CellPlayback {
+  std::int32_t seamlessplayback = 0;
+  std::int32_t stcdiscontinuity = 0;
+  std::int32_t seamlessanglechange = 0;
+  std::int32_t stilltime = 0;
+  std::int32_t startcfvobu = 0;  // first VOBU start sector
+  std::int32_t endcfilvu = 0;    // first ILVU end sector
+  std::int32_t startclvobu = 0;  // last VOBU start sector
+  std::int32_t endclvobu = 0;    // last VOBU end sector
+  std::int32_t commandnumber = 0;
+  std::int32_t numframes = 0;
+  std::int32_t framerate = 0;
+};
+
+struct CellPosition {
+  std::int32_t vobid = 0;
+  std::int32_t cellid = 0;
+};
+
+struct CellAddress {
+  std::int32_t vobid = 0;
+  std::int32_t cellid = 0;
+  std::int32_t start = 0;
+  std::int32_t end = 0;
+};
+
+// One audio stream control entry of a program chain.
+struct AudioControl {
+  bool present = false;
+  std::int32_t value = 0;  // the entry's two bytes
+};
+
+// One sub-picture stream control entry: the stream numbers for the four
+// display modes.
+struct SubpictureControl {
+  bool present = false;
+  std::array<std::int32_t, 4> streams = {0, 0, 0, 0};
+};
+
+struct PaletteEntry {
+  std::int32_t y = 0;
+  std::int32_t cr = 0;
+  std::int32_t cb = 0;
+};
+
+struct ProgramChain {
+  std::int32_t numprograms = 0;
+  std::int32_t numcells = 0;
+  std::int32_t framerate = 0;
+  std::int32_t useroperationcontrol = 0;
+  std::array<AudioControl, 8> audiocontrol;
+  std::array<SubpictureControl, 32> subpicturecontrol;
+  std::array<PaletteEntry, 16> palette;
+  std::vector<NavCommand> precommands;
+  std::vector<NavCommand> postcommands;
+  std::vector<NavCommand> cellcommands;
+  std::vector<CellPlayback> cells;
+  std::vector<CellPosition> cellpositions;
+  std::vector<std::int32_t> programmap;  // entry cell (1-based) of each program
+  std::int32_t numentrycell = 0;
+  std::int32_t numframes = 0;
+  std::int32_t hascmdt = 0;
+  std::int32_t haspgmap = 0;
+  std::int32_t hascpbit = 0;
+  std::int32_t hascposit = 0;
+  std::int32_t nextpgcn = 0;
+  std::int32_t prevpgcn = 0;
+  std::int32_t gouppgcn = 0;
+};
+
+struct TitleEntry {
+  std::int32_t playbacktype = 0;
+  std::int32_t numangles = 0;
+  std::int32_t numparts = 0;
+  std::int32_t parentalid = 0;
+  std::int32_t vtsnumber = 0;
+  std::int32_t vtstitlenumber = 0;
+  std::int32_t startvts = 0;
+};
+
+struct MenuLanguageUnit {
+  std::vector<ProgramChain> programchains;
+};
+
+struct PartOfTitle {
+  std::int32_t pgcn = 0;
+  std::int32_t pgn = 0;
+};
+
+struct VideoManagerInfo {
+  std::int32_t version = 0;
+  std::int32_t region = 0;
+  std::int32_t numvolumes = 0;
+  std::int32_t volume = 0;
+  std::int32_t diskside = 0;
+  std::int32_t numtitles = 0;
+  std::string providerid;
+  std::int32_t vobsize = 0;  // shown by the dump, never read from the file
+  AttributeSet attributes;
+  ProgramChain firstplay;
+  std::vector<TitleEntry> titles;
+  std::vector<MenuLanguageUnit> menuunits;
+  std::vector<AttributeSetPair> titlesetattributes;
+  std::vector<CellAddress> menucelladdresses;
+  std::vector<std::int32_t> menuvobuaddresses;
+};
+
+struct TitleSetInfo {
+  std::int32_t version = 0;
+  std::int32_t applicationtype = 0;
+  // Shown by the dump, never read from the file.
+  std::int32_t menuvobsize = 0;
+  std::int32_t titlevobsize = 0;
+  std::int32_t numvobs = 0;
+  std::int32_t startvstsmvobs = 0;
+  std::int32_t startvststvobs = 0;
+  AttributeSetPair attributes;
+  std::vector<std::vector<PartOfTitle>> parts;
+  std::vector<ProgramChain> programchains;
+  std::vector<MenuLanguageUnit> menuunits;
+  std::vector<CellAddress> menucelladdresses;
+  std::vector<std::int32_t> menuvobuaddresses;
+  std::vector<CellAddress> celladdresses;
+  std::vector<std::int32_t> vobuaddresses;
+};
+
+// A playback time (BCD hours, minutes, seconds, and a frame byte whose two
+// top bits give the rate) as a frame count; only the rate code 11 counts 30
+// frames a second, every other code 25.
+std::int32_t playbackFrameRate(std::uint8_t frameByte);
+std::int32_t playbackTimeToFrames(const std::uint8_t time[4]);
+
+}  // namespace dvdnav

@@ -1,0 +1,316 @@
+#include "dvdnav/dvd_title_reader.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "dvdnav/ifo_builder.h"
+#include "dvdnav/log_sink.h"
+#include "support/scratch.h"
+
+using testing::ElementsAre;
+using testing_support::Bytes;
+using testing_support::CellSpec;
+using testing_support::LogSink;
+using testing_support::ScratchDir;
+using testing_support::programChain;
+using testing_support::titleSet;
+using testing_support::videoManager;
+
+namespace {
+
+// A title set whose program chain count tells it apart from the others.
+Bytes titleSetWithChains(unsigned chains) {
+  std::vector<Bytes> list;
+  for (unsigned i = 0; i < chains; ++i) list.push_back(programChain({{10 * i, 10 * i + 9}}, {1}));
+  return titleSet(list);
+}
+
+class DvdTitleReaderTest : public testing::Test {
+ protected:
+  std::string folder(const std::string& name) {
+    std::string path = dir.path(name);
+    std::filesystem::create_directories(path);
+    return path;
+  }
+  void put(const std::string& in, const std::string& leaf, const Bytes& bytes) {
+    dir.write(std::filesystem::path(in).filename().string() + "/" + leaf, bytes.str());
+  }
+
+  ScratchDir dir;
+  LogSink sink;
+  DvdTitleReader reader{sink.stream};
+};
+
+}  // namespace
+
+TEST_F(DvdTitleReaderTest, NewReaderUsesUpperCaseNames) {
+  EXPECT_TRUE(reader.upperCaseNames);
+  EXPECT_TRUE(reader.titleSets.empty());
+  EXPECT_EQ(reader.videoManager, nullptr);
+}
+
+TEST_F(DvdTitleReaderTest, LoadsTheVideoManagerAndEveryTitleSet) {
+  std::string f = folder("VIDEO_TS");
+  put(f, "VIDEO_TS.IFO", videoManager(2));
+  put(f, "VTS_01_0.IFO", titleSetWithChains(1));
+  put(f, "VTS_02_0.IFO", titleSetWithChains(2));
+  EXPECT_EQ(reader.openIfo(f), 0);
+  ASSERT_EQ(reader.titleSets.size(), 2u);
+  EXPECT_EQ(reader.titleSets[1]->programchains.size(), 2u);
+  EXPECT_TRUE(sink.has(3, "Videomanager"));
+  EXPECT_TRUE(sink.has(3, "VideoTitleSet 1"));
+  EXPECT_TRUE(sink.has(3, "VideoTitleSet 2"));
+}
+
+TEST_F(DvdTitleReaderTest, DumpFollowsEachHeadingAsAnEntryOfItsOwn) {
+  std::string f = folder("VIDEO_TS");
+  put(f, "VIDEO_TS.IFO", videoManager(1));
+  put(f, "VTS_01_0.IFO", titleSetWithChains(1));
+  reader.openIfo(f);
+  const auto& e = LogSink::entries();
+  ASSERT_EQ(e.size(), 4u);
+  EXPECT_EQ(e[0], std::make_pair(3, std::string("Videomanager")));
+  EXPECT_EQ(e[1].second.rfind("version : ", 0), 0u);
+  EXPECT_EQ(e[2], std::make_pair(3, std::string("VideoTitleSet 1")));
+  EXPECT_EQ(e[3].first, 3);
+  EXPECT_NE(e[3].second.find("number of PGCIs : 1\n"), std::string::npos);
+}
+
+TEST_F(DvdTitleReaderTest, LowerCaseFolderUsesLowerCaseNames) {
+  std::string f = folder("video_ts");
+  put(f, "video_ts.ifo", videoManager(2));
+  put(f, "vts_01_0.ifo", titleSetWithChains(1));
+  put(f, "vts_02_0.ifo", titleSetWithChains(3));
+  EXPECT_EQ(reader.openIfo(f), 0);
+  EXPECT_FALSE(reader.upperCaseNames);
+  ASSERT_EQ(reader.titleSets.size(), 2u);
+  EXPECT_EQ(reader.titleSets[1]->programchains.size(), 3u);
+  reader.selectTitleSet(1, 1);
+  EXPECT_EQ(reader.vobStream->entries[0].name, f + "/vts_01_1.vob");
+}
+
+TEST_F(DvdTitleReaderTest, MissingTitleSetShiftsTheLaterOnesDown) {
+  std::string f = folder("VIDEO_TS");
+  put(f, "VIDEO_TS.IFO", videoManager(3));
+  put(f, "VTS_01_0.IFO", titleSetWithChains(1));
+  put(f, "VTS_03_0.IFO", titleSetWithChains(3));
+  EXPECT_EQ(reader.openIfo(f), 0);
+  ASSERT_EQ(reader.titleSets.size(), 2u);
+  EXPECT_EQ(reader.titleSets[1]->programchains.size(), 3u);
+  EXPECT_TRUE(sink.has(3, "VideoTitleSet 3"));
+  EXPECT_FALSE(sink.has(3, "VideoTitleSet 2"));
+}
+
+TEST_F(DvdTitleReaderTest, TitleCountBoundsTheTitleSetsLoaded) {
+  std::string f = folder("VIDEO_TS");
+  put(f, "VIDEO_TS.IFO", videoManager(1));
+  put(f, "VTS_01_0.IFO", titleSetWithChains(1));
+  put(f, "VTS_02_0.IFO", titleSetWithChains(2));
+  EXPECT_EQ(reader.openIfo(f), 0);
+  EXPECT_EQ(reader.titleSets.size(), 1u);
+}
+
+TEST_F(DvdTitleReaderTest, LongIfoIsParsedFromItsFirstMillionBytes) {
+  std::string f = folder("VIDEO_TS");
+  put(f, "VIDEO_TS.IFO", videoManager(1));
+  Bytes big = titleSetWithChains(2);
+  big.grow(1200000);
+  put(f, "VTS_01_0.IFO", big);
+  EXPECT_EQ(reader.openIfo(f), 0);
+  ASSERT_EQ(reader.titleSets.size(), 1u);
+  EXPECT_EQ(reader.titleSets[0]->programchains.size(), 2u);
+  for (const auto& e : LogSink::entries()) EXPECT_NE(e.first, 0) << e.second;
+}
+
+TEST_F(DvdTitleReaderTest, LowerCaseStaysChosenForLaterLoads) {
+  std::string lower = folder("lower");
+  put(lower, "video_ts.ifo", videoManager(1));
+  std::string upper = folder("upper");
+  put(upper, "VIDEO_TS.IFO", videoManager(1));
+  put(upper, "VTS_01_0.IFO", titleSetWithChains(2));
+  ASSERT_EQ(reader.openIfo(lower), 0);
+  ASSERT_EQ(reader.openIfo(upper), 0);
+  EXPECT_FALSE(reader.upperCaseNames);
+  reader.selectTitleSet(1, 1);
+  EXPECT_EQ(reader.vobStream->entries[0].name, upper + "/vts_01_1.vob");
+#ifndef _WIN32
+  // A case-sensitive file system finds no vts_01_0.ifo there.
+  EXPECT_TRUE(reader.titleSets.empty());
+#endif
+}
+
+TEST_F(DvdTitleReaderTest, FirstPlayChainIsReadFromByte1024) {
+  std::string f = folder("VIDEO_TS");
+  Bytes vmg = videoManager(1);
+  vmg.bytes(0x400, programChain({{7, 8}, {9, 12}}, {1}).data());
+  vmg.u32(0x84, 0x0800);  // the management table points elsewhere
+  put(f, "VIDEO_TS.IFO", vmg);
+  ASSERT_EQ(reader.openIfo(f), 0);
+  ASSERT_EQ(reader.videoManager->firstplay.cells.size(), 2u);
+  EXPECT_EQ(reader.videoManager->firstplay.cells[1].endclvobu, 12);
+}
+
+TEST_F(DvdTitleReaderTest, NoVideoManagerFailsAndKeepsThePreviousLoad) {
+  std::string good = folder("good");
+  put(good, "VIDEO_TS.IFO", videoManager(1));
+  put(good, "VTS_01_0.IFO", titleSetWithChains(1));
+  ASSERT_EQ(reader.openIfo(good), 0);
+  EXPECT_EQ(reader.openIfo(folder("empty")), 1);
+  EXPECT_TRUE(sink.has(0, "no vmgi found"));
+  EXPECT_EQ(reader.titleSets.size(), 1u);
+  EXPECT_NE(reader.videoManager, nullptr);
+  EXPECT_FALSE(reader.upperCaseNames);
+}
+
+TEST_F(DvdTitleReaderTest, EmptyVideoManagerFileIsNotFound) {
+  std::string f = folder("VIDEO_TS");
+  put(f, "VIDEO_TS.IFO", Bytes(0));
+  EXPECT_EQ(reader.openIfo(f), 1);
+  EXPECT_TRUE(sink.has(0, "no vmgi found"));
+}
+
+// Selection.
+
+class DvdTitleSelection : public DvdTitleReaderTest {
+ protected:
+  void SetUp() override {
+    f = folder("VIDEO_TS");
+    put(f, "VIDEO_TS.IFO", videoManager(1));
+    put(f, "VTS_01_0.IFO",
+        titleSet({programChain({{1000, 1999}, {5000, 5999}}, {1, 2}),
+                  programChain({{40, 49}, {50, 59}, {60, 69}}, {1}),
+                  programChain({}, {})}));
+    ASSERT_EQ(reader.openIfo(f), 0);
+    LogSink::entries().clear();
+  }
+  std::string f;
+};
+
+TEST_F(DvdTitleSelection, ChainRangeRunsFromFirstToLastCell) {
+  reader.selectTitleSet(1, 1);
+  EXPECT_EQ(reader.selectProgramChain(0), 0);
+  EXPECT_EQ(reader.startBlock, 1000);
+  EXPECT_EQ(reader.endBlock, 6000);
+  EXPECT_TRUE(sink.has(2, "startblock 1000, endblock 5999"));
+}
+
+TEST_F(DvdTitleSelection, ChainZeroIsTheFirstOfTheTable) {
+  reader.selectTitleSet(1, 1);
+  EXPECT_EQ(reader.selectProgramChain(1), 0);
+  EXPECT_EQ(reader.startBlock, 40);
+  EXPECT_EQ(reader.endBlock, 70);
+}
+
+TEST_F(DvdTitleSelection, TitleVobsAreNineNamesInOrder) {
+  reader.selectTitleSet(1, 1);
+  ASSERT_EQ(reader.vobStream->entries.size(), 9u);
+  for (int i = 0; i < 9; ++i)
+    EXPECT_EQ(reader.vobStream->entries[static_cast<std::size_t>(i)].name,
+              f + "/VTS_01_" + std::to_string(i + 1) + ".VOB");
+  reader.selectTitleSet(7, 0);
+  ASSERT_EQ(reader.vobStream->entries.size(), 1u);
+  EXPECT_EQ(reader.vobStream->entries[0].name, f + "/VTS_07_0.VOB");
+}
+
+TEST_F(DvdTitleSelection, TitleZeroIsTheMenuVobAndUnknown) {
+  reader.selectTitleSet(0, 1);
+  ASSERT_EQ(reader.vobStream->entries.size(), 1u);
+  EXPECT_EQ(reader.vobStream->entries[0].name, f + "/VIDEO_TS.VOB");
+  EXPECT_EQ(reader.selectProgramChain(3), 1);
+  EXPECT_TRUE(sink.has(1, "title 0 unknown."));
+}
+
+TEST_F(DvdTitleSelection, TitleOnePastTheLoadedOnesFailsWithoutReadingPastThem) {
+  reader.selectTitleSet(2, 1);
+  EXPECT_EQ(reader.selectProgramChain(4), 1);
+  EXPECT_TRUE(sink.has(1, "title 4 does not exist."));
+  EXPECT_EQ(reader.selectCell(0), 1);
+  EXPECT_TRUE(sink.has(1, "title 2 does not exist."));
+}
+
+TEST_F(DvdTitleSelection, Title150HasNoVobsAndNamesThePgcInItsMessage) {
+  reader.selectTitleSet(150, 1);
+  EXPECT_TRUE(reader.vobStream->entries.empty());
+  EXPECT_EQ(reader.selectProgramChain(3), 1);
+  EXPECT_TRUE(sink.has(1, "title 3 does not exist."));
+}
+
+TEST_F(DvdTitleSelection, NegativeTitleSetHasNoVobs) {
+  reader.selectTitleSet(-1, 1);
+  EXPECT_TRUE(reader.vobStream->entries.empty());
+  EXPECT_EQ(reader.selectProgramChain(0), 1);
+  EXPECT_TRUE(sink.has(1, "title 0 does not exist."));
+}
+
+TEST_F(DvdTitleSelection, MissingPgcIsReported) {
+  reader.selectTitleSet(1, 1);
+  EXPECT_EQ(reader.selectProgramChain(3), 1);
+  EXPECT_EQ(reader.selectProgramChain(-1), 1);
+  EXPECT_TRUE(sink.has(1, "pgc 3 does not exist."));
+  EXPECT_TRUE(sink.has(1, "pgc -1 does not exist."));
+}
+
+TEST_F(DvdTitleSelection, PgcWithoutCellsFailsTheSelection) {
+  reader.selectTitleSet(1, 1);
+  reader.selectProgramChain(1);
+  EXPECT_EQ(reader.selectProgramChain(2), 1);
+  EXPECT_TRUE(sink.has(1, "pgc 2 has no cells."));
+  EXPECT_EQ(reader.startBlock, 40);
+  EXPECT_EQ(reader.selectProgramChainQuiet(2), 1);
+}
+
+TEST_F(DvdTitleSelection, FailedSelectionKeepsTheNumbersAndTheOldRange) {
+  reader.selectTitleSet(1, 1);
+  ASSERT_EQ(reader.selectProgramChain(1), 0);
+  EXPECT_EQ(reader.selectProgramChain(9), 1);
+  EXPECT_EQ(reader.pgcNumber, 9);
+  EXPECT_EQ(reader.startBlock, 40);
+  EXPECT_EQ(reader.endBlock, 70);
+  reader.selectTitleSet(0, 1);
+  EXPECT_EQ(reader.titleSetNumber, 0);
+  EXPECT_EQ(reader.vobStream->getPosition(), 0);
+  EXPECT_EQ(reader.endBlock, 70);
+}
+
+TEST_F(DvdTitleSelection, SingleCell) {
+  reader.selectTitleSet(1, 1);
+  reader.selectProgramChain(1);
+  LogSink::entries().clear();
+  EXPECT_EQ(reader.selectCell(1), 0);
+  EXPECT_EQ(reader.cellNumber, 1);
+  EXPECT_EQ(reader.startBlock, 50);
+  EXPECT_EQ(reader.endBlock, 60);
+  EXPECT_TRUE(sink.has(2, "startblock 50, endblock 59"));
+  EXPECT_EQ(reader.selectCell(3), 1);
+  EXPECT_TRUE(sink.has(1, "cellnum 3 does not exist."));
+  reader.selectProgramChain(7);
+  EXPECT_EQ(reader.selectCell(0), 1);
+  EXPECT_TRUE(sink.has(1, "pgcnum 7 does not exist."));
+  reader.selectTitleSet(0, 1);
+  EXPECT_EQ(reader.selectCell(0), 1);
+  EXPECT_TRUE(sink.has(1, "title 0 unknown."));
+}
+
+TEST_F(DvdTitleSelection, QuietSelectionSaysNothingOnFailure) {
+  reader.selectTitleSet(2, 1);
+  EXPECT_EQ(reader.selectProgramChainQuiet(0), 1);
+  reader.selectTitleSet(0, 1);
+  EXPECT_EQ(reader.selectProgramChainQuiet(0), 1);
+  reader.selectTitleSet(1, 1);
+  EXPECT_EQ(reader.selectProgramChainQuiet(5), 1);
+  EXPECT_TRUE(LogSink::entries().empty());
+  EXPECT_EQ(reader.selectProgramChainQuiet(0), 0);
+  EXPECT_TRUE(sink.has(2, "startblock 1000, endblock 5999"));
+  EXPECT_EQ(reader.endBlock, 6000);
+}
+
+TEST_F(DvdTitleSelection, RangeAboveFourGiBSeeksWithoutOverflow) {
+  dir.writeSparse("VIDEO_TS/VTS_01_1.VOB", std::int64_t{4100000000}, {});
+  reader.selectTitleSet(1, 1);
+  EXPECT_EQ(reader.setSectorRange(2000000, 2000010), 0);
+  EXPECT_EQ(reader.vobStream->getPosition(), std::int64_t{4096000000});
+  EXPECT_EQ(reader.vobStream->entries[0].stream->tell(), std::int64_t{4096000000});
+  EXPECT_EQ(reader.startBlock, 2000000);
+}

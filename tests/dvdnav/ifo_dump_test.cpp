@@ -1,0 +1,102 @@
+#include "dvdnav/ifo_dump.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+using namespace dvdnav;
+
+namespace {
+template <typename T>
+std::string dump(const T& record) {
+  std::ostringstream out;
+  out << record;
+  return out.str();
+}
+}  // namespace
+
+TEST(IfoDump, TitleSetWithoutChainsGoesStraightToNumvobs) {
+  TitleSetInfo vts;
+  std::string text = dump(vts);
+  EXPECT_NE(text.find("number of PGCIs : 0\nnumvobs : 0\n"), std::string::npos);
+}
+
+TEST(IfoDump, LanguageCodeAndExtensionShareALine) {
+  AudioAttributes audio;
+  audio.specificcode = {'e', 'n'};
+  audio.ext = 1;
+  audio.channels = 2;
+  EXPECT_EQ(dump(audio),
+            "codingmode : 0\nfreq : 0\nquant : 0\ntype : 0\nchannels : 2\n"
+            "specificcode : en, ext : 1\n");
+}
+
+TEST(IfoDump, CellsCountFromZeroAndProgramsFromOne) {
+  ProgramChain pgc;
+  pgc.cells.resize(3);
+  pgc.programmap = {1, 3};
+  std::string text = dump(pgc);
+  for (const char* mark : {"\n#0\n", "\n#1\n", "\n#2\n", "\n#1 1\n", "\n#2 3\n"})
+    EXPECT_NE(text.find(mark), std::string::npos) << mark;
+  EXPECT_EQ(text.find("#3"), std::string::npos);
+  EXPECT_NE(text.find("number of cells : 3\n"), std::string::npos);
+}
+
+TEST(IfoDump, NoProviderIdPrintsAnEmptyValue) {
+  VideoManagerInfo vmg;
+  EXPECT_NE(dump(vmg).find("\nproviderid : \nvobsize : 0\n\n"), std::string::npos);
+}
+
+TEST(IfoDump, TitleSetAttributesArePrintedTwice) {
+  VideoManagerInfo vmg;
+  vmg.titlesetattributes.resize(2);
+  std::string text = dump(vmg);
+  std::size_t first = text.find("number of Attribute Sets : 2\n");
+  ASSERT_NE(first, std::string::npos);
+  EXPECT_NE(text.find("number of Attribute Sets : 2\n", first + 1), std::string::npos);
+}
+
+TEST(IfoDump, CellAddressLabelsLineUp) {
+  CellAddress cell{1, 2, 300, 400};
+  EXPECT_EQ(dump(cell), "vobid  : 1\ncellid : 2\nstart  : 300\nend    : 400\n");
+}
+
+TEST(IfoDump, SubpictureAttributes) {
+  SubpictureAttributes sub;
+  sub.mode = 1;
+  sub.specificcode = {'d', 'e'};
+  EXPECT_EQ(dump(sub), "mode : 1\ntype : 0\nspecificcode : de, ext : 0\n");
+}
+
+TEST(IfoDump, AttributeSetListsEveryStream) {
+  AttributeSet set;
+  set.audio.resize(2);
+  set.subpictures.resize(1);
+  std::string text = dump(set);
+  EXPECT_EQ(text.rfind("Video:\nvideocompressionmode : 0\ntvsystem : 0\ndisplaymode : 0\n"
+                       "Number of Audiostreams : 2\nAudio(0) :\n",
+                       0),
+            0u);
+  EXPECT_NE(text.find("\n\nAudio(1) :\n"), std::string::npos);
+  EXPECT_NE(text.find("Number of Subpicturestreams : 1\nSubpic(0) :\nmode : 0\n"),
+            std::string::npos);
+}
+
+TEST(IfoDump, NavCommandIsOneLine) {
+  NavCommand command;
+  command.cmdtype = 2;
+  command.direct = true;
+  command.op3 = 7;
+  EXPECT_EQ(dump(command),
+            "cmdtype 2, direct 1, set 0, dirCmp 0, cmp 0, cmd 0, op1 0, op2 0, op3 7");
+}
+
+TEST(IfoDump, ProgramChainTail) {
+  ProgramChain pgc;
+  pgc.numframes = 1234;
+  pgc.gouppgcn = 5;
+  std::string text = dump(pgc);
+  EXPECT_NE(text.find("numentrycell : 0\nnumframes : 1234\nhascmdt : 0\nhaspgmap : 0\n"
+                      "hascpbit : 0\nhascposit : 0\nnextpgcn : 0\nprevpgcn : 0\ngouppgcn : 5\n"),
+            std::string::npos);
+}
