@@ -214,3 +214,43 @@ TEST_F(ProgressWindowTest, StreamingWithTheWindowOffShowsNothing) {
   stopProgress(window);
   EXPECT_FALSE(window.model.batchFile);
 }
+
+TEST_F(ProgressWindowTest, DestroyingTheObjectDestroysItsDialog) {
+  HWND shown;
+  {
+    ProgressWindow other(GetModuleHandleA(nullptr));
+    other.show();
+    ASSERT_NE(other.dialog, nullptr);
+    other.startTimer();
+    shown = other.dialog;
+  }
+  EXPECT_FALSE(IsWindow(shown));
+  pumpMessagesFor(1200);  // no tick reaches the object that is gone
+}
+
+TEST_F(ProgressWindowTest, DialogWithoutItsObjectIgnoresTicks) {
+  HWND bare = CreateDialogParamA(GetModuleHandleA(nullptr), MAKEINTRESOURCEA(IDD_PROGRESS), nullptr,
+                                 ProgressWindow::dialogProc, 0);
+  ASSERT_NE(bare, nullptr);
+  EXPECT_EQ(SendMessageA(bare, WM_TIMER, 1, 0), 0);
+  EXPECT_EQ(controlText(bare, IDC_TIME_PASSED), "4:35:36");
+  SendMessageA(bare, WM_CLOSE, 0, 0);
+  EXPECT_FALSE(IsWindow(bare));
+}
+
+// Without its dialog (here: a module that has no such resource; likewise
+// with no display) the window stays hidden and only stores.
+TEST(ProgressWindow, ShowWithoutItsDialogStaysHidden) {
+  ProgressWindow window(GetModuleHandleA("ntdll.dll"));
+  window.setBatchFile("a.lst");
+  window.setTotalLength(100);
+  window.show();
+  EXPECT_EQ(window.dialog, nullptr);
+  window.startTimer();
+  EXPECT_EQ(window.timerId, 0u);
+  window.setPosition(50);
+  window.stopTimer();
+  EXPECT_EQ(window.model.shownPosition, 0);
+  window.hide();
+  EXPECT_FALSE(window.model.batchFile);
+}
