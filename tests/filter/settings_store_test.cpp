@@ -177,12 +177,23 @@ TEST_F(SettingsStoreTest, WriteSettingIntReplacesAValueOfAnotherType) {
 }
 
 TEST_F(SettingsStoreTest, RegSzFillingTheWholeBufferIsReadWithoutOverrun) {
-  // 512 digits with no terminating zero: exactly the size of the buffer.
+  // 512 characters with no terminating zero: exactly the size of the buffer.
+  // The Linux registry hands them over as they are, and the number must be
+  // read from them without looking further. Wine's registry refuses a string
+  // that leaves no room for its end, so the default applies there.
   sandbox.setRaw(Hive::CurrentUser, kKey, "DvdTitle", platform::kRegSz, std::string(512, '7'));
-  EXPECT_EQ(ReadSettingInt(kKey, "DvdTitle", 1), INT_MAX);
   sandbox.setRaw(Hive::CurrentUser, kKey, "DvdPgc", platform::kRegSz,
                  std::string(510, ' ') + std::string("42"));
+#ifdef _WIN32
+  EXPECT_THAT(ReadSettingInt(kKey, "DvdTitle", 1), testing::AnyOf(1, INT_MAX));
+  EXPECT_THAT(ReadSettingInt(kKey, "DvdPgc", 1), testing::AnyOf(1, 42));
+#else
+  EXPECT_EQ(ReadSettingInt(kKey, "DvdTitle", 1), INT_MAX);
   EXPECT_EQ(ReadSettingInt(kKey, "DvdPgc", 1), 42);
+#endif
+  // One byte less: room for the end everywhere.
+  sandbox.setRaw(Hive::CurrentUser, kKey, "DvdTitle", platform::kRegSz, std::string(511, '7'));
+  EXPECT_EQ(ReadSettingInt(kKey, "DvdTitle", 1), INT_MAX);
   // Too long for the buffer: the read fails and the default applies.
   sandbox.setString(Hive::CurrentUser, kKey, "DvdAudio", std::string(600, '1'));
   EXPECT_EQ(ReadSettingInt(kKey, "DvdAudio", 3), 3);
@@ -227,11 +238,15 @@ TEST_F(SettingsStoreTest, ReadSettingStringEndsUnterminatedDataInsideTheBuffer) 
   EXPECT_EQ(ReadSettingString(kKey, "AudioFile", buffer, &size), 0);
   EXPECT_STREQ(buffer, "abc");
   // Exactly as long as the buffer: no room for the end, so it did not fit.
+  // (The Linux registry hands the three bytes over; the store then ends the
+  // buffer inside itself. Wine's registry refuses the read.)
   char tight[3];
   std::memset(tight, 'x', sizeof tight);
   size = sizeof tight;
   EXPECT_EQ(ReadSettingString(kKey, "AudioFile", tight, &size), -1);
+#ifndef _WIN32
   EXPECT_EQ(tight[2], '\0');
+#endif
 }
 
 TEST_F(SettingsStoreTest, ReadSettingStringWithoutBufferOrSizeFails) {
@@ -280,23 +295,22 @@ TEST_F(SettingsStoreTest, WriteFailureIsSwallowedOrReported) {
   EXPECT_EQ(ReadSettingInt(kKey, "DvdTitle", 1), 1);
 }
 #else
-// On Windows the current user's root is mapped onto a key opened for reading
-// only, so creating a key under it is refused.
+// On Windows the current user's root is mapped onto a key that has been
+// deleted, so no key can be opened or created under it.
 TEST_F(SettingsStoreTest, WriteFailureIsSwallowedOrReported) {
-  HKEY readOnly = nullptr;
-  ASSERT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "", 0, KEY_READ, &readOnly), ERROR_SUCCESS);
-  ASSERT_EQ(RegOverridePredefKey(HKEY_CURRENT_USER, readOnly), ERROR_SUCCESS);
-  HKEY probe = nullptr;
-  LONG refused = RegCreateKeyExA(HKEY_CURRENT_USER, "Probe", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
-                                 &probe, nullptr);
-  if (refused == ERROR_SUCCESS) RegCloseKey(probe);
+  sandbox.createKey(Hive::CurrentUser, "Doomed");
+  HKEY doomed = nullptr;
+  ASSERT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "Doomed", 0, KEY_ALL_ACCESS, &doomed), ERROR_SUCCESS);
+  ASSERT_EQ(RegDeleteKeyA(HKEY_CURRENT_USER, "Doomed"), ERROR_SUCCESS);
+  ASSERT_EQ(RegOverridePredefKey(HKEY_CURRENT_USER, doomed), ERROR_SUCCESS);
   int written = WriteSettingString(kKey, "AudioFile", "x");
   std::int32_t returned = WriteSettingInt(kKey, "DvdTitle", 7);
+  std::int32_t read = ReadSettingInt(kKey, "DvdTitle", 1);
   RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
-  RegCloseKey(readOnly);
-  if (refused == ERROR_SUCCESS) GTEST_SKIP() << "this registry does not check key access";
+  RegCloseKey(doomed);
   EXPECT_NE(written, 0);
   EXPECT_EQ(returned, 7);
+  EXPECT_EQ(read, 1);
 }
 #endif
 
