@@ -135,3 +135,24 @@ TEST_F(DebugLogTest, KernelAssertionMacroOnlyWhenFalse) {
   FENNORIA_KASSERT(1 + 1 == 3);
   EXPECT_EQ(breaks.count(), 1);
 }
+
+TEST(Assertion, MissingTextsShowAsEmpty) {
+  BreakRecorder breaks;
+  AssertAnswerer answerer(AssertAnswer::Yes);
+  diag::DebugLog log;
+  log.assertion(nullptr, 5, nullptr);
+  ASSERT_EQ(answerer.questions().size(), 1u);
+  EXPECT_EQ(answerer.questions()[0].text, " \nAt line 5 of \nContinue? (Cancel to debug)");
+}
+
+TEST_F(DebugLogTest, KernelAssertionWithMissingTextsStillLogsAndBreaks) {
+  setLogToFile("Debugger");
+  DebuggerCapture debugger;
+  diag::DebugLog log;
+  log.initialise(nullptr);
+  log.kernelAssertion(nullptr, 8, nullptr);
+  EXPECT_EQ(breaks.count(), 1);
+  std::vector<std::string> lines = splitCrLf(debugger.text());
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_TRUE(testing_support::isLogLine(lines[0], module, "Assertion FAILED () at line 8 in file "));
+}
