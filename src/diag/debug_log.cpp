@@ -264,8 +264,10 @@ void DebugLog::kernelAssertion(const char* condition, int line, const char* file
 }
 
 DebugLog& debugLog() {
-  static DebugLog log;
-  return log;
+  // Never destroyed, so that code running during the process's shutdown can
+  // still log; the system closes the log file.
+  static DebugLog* log = new DebugLog;
+  return *log;
 }
 
 void initialise(platform::ModuleHandle module) {

@@ -1,4 +1,4 @@
-// The debug log: every part of the filter writes its diagnostic lines here,
+// The debug log: every component of the filter writes its diagnostic lines here,
 // by category mask and level, and the assertion dialogs live here too.
 //
 // Which lines are written, and where to, comes from the registry under
