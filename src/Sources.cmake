@@ -23,7 +23,9 @@ set(FENNORIA_INPUT_SOURCES
   ${_src}/input/output_file_stream.cpp)
 
 set(FENNORIA_DEMUX_SOURCES
-  ${_src}/demux/stream.cpp)
+  ${_src}/demux/stream.cpp
+  ${_src}/demux/vob_demuxer.cpp
+  ${_src}/demux/timing_file.cpp)
 
 set(FENNORIA_DVDNAV_SOURCES
   ${_src}/dvdnav/ifo_parser.cpp
