@@ -81,4 +81,10 @@ void closeAllTimingFiles() {
   for (auto& stream : files.streams) stream->close();
 }
 
+void releaseAllTimingFiles() {
+  OpenFiles& files = openFiles();
+  Hold hold(files);
+  files.streams.clear();
+}
+
 }  // namespace timing
