@@ -96,7 +96,7 @@ void VobDemuxer::Demultiplex(const void* data, std::int32_t length) {
   // Complete the pack held from the previous call first.
   if (held_ > 0 && held_ < packSize) {
     std::int32_t copied = std::min(packSize - held_, length);
-    std::memcpy(pack_.get() + held_, bytes, static_cast<std::size_t>(copied));
+    if (copied > 0) std::memcpy(pack_.get() + held_, bytes, static_cast<std::size_t>(copied));
     if (held_ + copied == packSize) {
       demultiplexPacks(pack_.get(), 1);
       held_ = 0;
