@@ -1,8 +1,11 @@
-// The DVD reader the output pin holds in DVD mode: it loads the navigation
-// files of a VIDEO_TS folder, turns a title set number and a program chain
-// index into the title set's joined VOB files and a sector range in them.
+// The DVD reader the output pin holds in DVD mode. Its navigation half loads
+// the navigation files of a VIDEO_TS folder and turns a title set number and
+// a program chain index into the title set's joined VOB files and a sector
+// range in them; its reading half (src/input/dvd_title_range.cpp) reads that
+// range, optionally dropping the packs of the audio streams not chosen.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <ostream>
@@ -44,6 +47,26 @@ class DvdTitleReader {
   // `endExclusive`. Always 0.
   int setSectorRange(std::int32_t first, std::int32_t endExclusive);
 
+  // The reading half. Positions and lengths are bytes of the selected range.
+  bool isEnd();
+  std::int32_t readRange(void* buffer, std::int32_t count);
+  std::int64_t getRangeLength() const;
+  std::int64_t getRangePosition() const;
+  std::int64_t seekRange(std::int64_t position);
+  // Reads `count` bytes of the range, dropping the packs that checkPacks
+  // refuses; a partly used sector is held back for the next call. Returns
+  // `count`, also when the range ended first.
+  std::int32_t readFiltered(void* buffer, std::int32_t count);
+  // Whether every one of the sectors passes the audio filter; rewrites the
+  // stream id of the chosen MPEG audio stream to 0xC0 on the way.
+  bool checkPacks(std::uint8_t* sectors, std::int32_t sectorCount) const;
+  // Chooses the audio to keep: `mode` 0 one AC-3 substream, 1 every MPEG
+  // audio stream (no AC-3), 2 one MPEG audio stream; `stream` its number.
+  void setAudio(std::int32_t mode, std::int32_t stream);
+  // The version of this reader's interface, which the filter checks.
+  static constexpr std::int32_t libraryVersion = 2000;
+  std::int32_t getLibraryVersion() const { return libraryVersion; }
+
   bool upperCaseNames = true;
   std::unique_ptr<dvdnav::VideoManagerInfo> videoManager;
   std::vector<std::unique_ptr<dvdnav::TitleSetInfo>> titleSets;
@@ -56,6 +79,12 @@ class DvdTitleReader {
   std::unique_ptr<ConcatenatedStream> vobStream;
   std::int32_t startBlock = 0;
   std::int32_t endBlock = 0;
+
+  std::int32_t carryCount = 0;
+  std::array<std::uint8_t, dvdnav::sectorSize> carryBuffer{};
+  std::int32_t audioSelect = -1;  // negative: read unfiltered
+  std::int32_t audioMode = -1;
+  std::int32_t audioStream = -1;
 
  private:
   // The selected title set, or null (with a message unless `quiet`) when

@@ -290,3 +290,57 @@ TEST(SampleDiscDump, EqualsTheReviewedListing) {
     EXPECT_EQ(dumped, testing_support::readWholeFile(kSamples + "/dvd/ifo-dump.txt"));
   }
 }
+
+namespace {
+// The stream a pack belongs to, read independently of the reader: the stream
+// id of its first PES packet, and the substream id for private stream 1.
+int packStream(const std::string& pack) {
+  std::size_t pes = 14 + (static_cast<unsigned char>(pack[13]) & 7);
+  int id = static_cast<unsigned char>(pack[pes + 3]);
+  if (id != 0xBD) return id;
+  return 0xBD00 | static_cast<unsigned char>(pack[pes + 9 + static_cast<unsigned char>(pack[pes + 8])]);
+}
+bool isAudio(int stream) {
+  return (stream >= 0xC0 && stream <= 0xDF) || (stream >= 0xBD80 && stream <= 0xBD87);
+}
+}  // namespace
+
+// With the AC-3 stream chosen, the filtered program chain holds exactly the
+// packs that are that stream or not audio, in their order.
+TEST(SampleDiscFilter, KeepsTheChosenAc3StreamAndEverythingButAudio) {
+  std::ostringstream log;
+  DvdTitleReader reader(log);
+  ASSERT_EQ(reader.openIfo(kSamples + "/dvd/VIDEO_TS"), 0);
+  reader.selectTitleSet(1, 1);
+  ASSERT_EQ(reader.selectProgramChain(0), 0);
+  std::string all(static_cast<std::size_t>(reader.getRangeLength()), '\0');
+  ASSERT_EQ(reader.readRange(all.data(), static_cast<std::int32_t>(all.size())),
+            static_cast<std::int32_t>(all.size()));
+  std::string expected;
+  int dropped = 0;
+  for (std::size_t at = 0; at < all.size(); at += 2048) {
+    std::string pack = all.substr(at, 2048);
+    int stream = packStream(pack);
+    if (isAudio(stream) && stream != 0xBD80)
+      ++dropped;
+    else
+      expected += pack;
+  }
+  ASSERT_GT(dropped, 0) << "the sample should hold a second audio stream";
+
+  // Fresh files: a joined stream only positions the file it seeks in, and
+  // the first pass left the later files at their ends.
+  reader.selectTitleSet(1, 1);
+  reader.selectProgramChain(0);
+  reader.audioSelect = 0;
+  reader.setAudio(0, 0);
+  std::string filtered;
+  std::string sector(2048, '\0');
+  for (std::size_t calls = 0; !reader.isEnd() && calls <= all.size() / 2048; ++calls) {
+    ASSERT_EQ(reader.readFiltered(sector.data(), 2048), 2048);
+    if (filtered.size() < expected.size()) filtered += sector;
+  }
+  EXPECT_TRUE(reader.isEnd());
+  EXPECT_EQ(filtered.size(), expected.size());
+  EXPECT_TRUE(filtered == expected);
+}

@@ -1,0 +1,247 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <sstream>
+#include <vector>
+
+#include "dvdnav/dvd_title_reader.h"
+#include "support/packs.h"
+#include "support/scratch.h"
+
+using testing_support::makePack;
+using testing_support::PackSpec;
+using testing_support::ScratchDir;
+
+namespace {
+
+// A reader over VTS_01_1.VOB made of the given packs, each marked in its
+// last byte with its sector number so that tests can tell sectors apart.
+class DvdTitleRange : public testing::Test {
+ protected:
+  void makeVob(const std::vector<std::string>& packs) {
+    std::string bytes;
+    for (std::size_t i = 0; i < packs.size(); ++i) {
+      std::string pack = packs[i];
+      pack[2047] = static_cast<char>(i);
+      bytes += pack;
+    }
+    std::filesystem::create_directories(dir.path("VIDEO_TS"));
+    dir.write("VIDEO_TS/VTS_01_1.VOB", bytes);
+    reader.folder = dir.path("VIDEO_TS");
+    reader.selectTitleSet(1, 1);
+  }
+  std::vector<std::string> videoPacks(int n) {
+    return std::vector<std::string>(static_cast<std::size_t>(n), makePack({}));
+  }
+  std::string readFiltered(std::int32_t count) {
+    std::string out(static_cast<std::size_t>(count), '\x7E');
+    EXPECT_EQ(reader.readFiltered(out.data(), count), count);
+    return out;
+  }
+  std::string sector(std::size_t index) const {
+    std::string bytes = testing_support::readWholeFile(dir.path("VIDEO_TS/VTS_01_1.VOB"));
+    return bytes.substr(index * 2048, 2048);
+  }
+
+  ScratchDir dir;
+  std::ostringstream log;
+  DvdTitleReader reader{log};
+};
+
+}  // namespace
+
+TEST_F(DvdTitleRange, RangeOfTenSectorsHasLength20480AndSeeksFromItsStart) {
+  makeVob(videoPacks(30));
+  reader.setSectorRange(10, 20);
+  EXPECT_EQ(reader.getRangeLength(), 20480);
+  reader.seekRange(0);
+  EXPECT_EQ(reader.vobStream->getPosition(), 20480);
+  EXPECT_EQ(reader.getRangePosition(), 0);
+  reader.seekRange(4096);
+  EXPECT_EQ(reader.getRangePosition(), 4096);
+}
+
+TEST_F(DvdTitleRange, SeekRangeAnswersTheStreamSeekResultNotAPosition) {
+  makeVob(videoPacks(30));
+  reader.setSectorRange(10, 20);
+  EXPECT_EQ(reader.seekRange(0), 1 - 20480);
+  reader.setSectorRange(0, 20);
+  EXPECT_EQ(reader.seekRange(2048), 1);
+}
+
+TEST_F(DvdTitleRange, LengthAndPositionWithoutAUsableRange) {
+  EXPECT_EQ(reader.getRangeLength(), -1);
+  EXPECT_EQ(reader.getRangePosition(), -1);
+  EXPECT_EQ(reader.seekRange(0), -1);
+  EXPECT_TRUE(reader.isEnd());
+  makeVob(videoPacks(4));
+  reader.setSectorRange(0, 0);
+  EXPECT_EQ(reader.getRangeLength(), -1);
+  reader.setSectorRange(3, 2);
+  EXPECT_EQ(reader.getRangeLength(), -1);
+  EXPECT_EQ(reader.getRangePosition(), 3 * 2048);  // the stream position itself
+  reader.setSectorRange(0, 4);
+  EXPECT_EQ(reader.getRangeLength(), 4 * 2048);
+}
+
+TEST_F(DvdTitleRange, EndOfRangeStopsReading) {
+  makeVob(videoPacks(6));
+  reader.setSectorRange(2, 4);
+  std::string bytes(3 * 2048, '\0');
+  EXPECT_EQ(reader.readRange(bytes.data(), 2048), 2048);
+  EXPECT_EQ(reader.readRange(bytes.data(), 2048), 2048);
+  EXPECT_TRUE(reader.isEnd());
+  EXPECT_EQ(reader.readRange(bytes.data(), 2048), 0);
+}
+
+TEST_F(DvdTitleRange, ReadPastTheEndReadsTheOvershoot) {
+  // 100 bytes before the end, a request of 1000 reads 900 bytes: the amount
+  // by which it passes the end, not the 100 left.
+  makeVob(videoPacks(6));
+  reader.setSectorRange(0, 2);
+  reader.seekRange(4096 - 100);
+  std::string bytes(1000, '\0');
+  EXPECT_EQ(reader.readRange(bytes.data(), 1000), 900);
+}
+
+TEST_F(DvdTitleRange, NoEndBoundReadsToTheEndOfTheFiles) {
+  makeVob(videoPacks(3));
+  reader.setSectorRange(1, 0);
+  std::string bytes(8000, '\0');
+  EXPECT_EQ(reader.readRange(bytes.data(), 8000), 4096);
+  EXPECT_TRUE(reader.isEnd());
+}
+
+TEST_F(DvdTitleRange, UnfilteredReadIsTheRange) {
+  makeVob(videoPacks(5));
+  reader.setSectorRange(1, 3);
+  std::string bytes(2048, '\0');
+  EXPECT_EQ(reader.readFiltered(bytes.data(), 2048), 2048);
+  EXPECT_EQ(bytes, sector(1));
+}
+
+TEST_F(DvdTitleRange, FilteredReadHoldsBackThePartOfASector) {
+  makeVob(videoPacks(4));
+  reader.setSectorRange(0, 4);
+  reader.audioSelect = 0;
+  reader.setAudio(0, 0);
+  std::string first = readFiltered(3000);
+  EXPECT_EQ(first, sector(0) + sector(1).substr(0, 952));
+  EXPECT_EQ(reader.carryCount, 1096);
+  std::string next = readFiltered(2048 + 1096);
+  EXPECT_EQ(next, sector(1).substr(952) + sector(2));
+  EXPECT_EQ(reader.carryCount, 0);
+}
+
+TEST_F(DvdTitleRange, ChosenMpegStreamLeavesAsStreamZero) {
+  makeVob({makePack({0xC1}), makePack({0xC0}), makePack({0xE0})});
+  reader.setSectorRange(0, 3);
+  reader.audioSelect = 5;
+  reader.setAudio(2, 1);
+  std::string out = readFiltered(2 * 2048);
+  std::string expected = sector(0);
+  expected[14 + 3] = static_cast<char>(0xC0);
+  EXPECT_EQ(out, expected + sector(2));
+}
+
+TEST_F(DvdTitleRange, Ac3FilterKeepsOneSubstreamAndTheRest) {
+  makeVob({makePack({0xBD, 0x82}), makePack({0xBD, 0x80}), makePack({0xC0}),
+           makePack({0xBD, 0x21}), makePack({0xE0}), makePack({0xBE})});
+  reader.setSectorRange(0, 6);
+  reader.audioSelect = 0;
+  reader.setAudio(0, 2);
+  std::string out = readFiltered(4 * 2048);
+  EXPECT_EQ(out, sector(0) + sector(3) + sector(4) + sector(5));
+}
+
+TEST_F(DvdTitleRange, MpegModeOneKeepsEveryMpegStreamAndDropsAc3) {
+  makeVob({makePack({0xC3}), makePack({0xBD, 0x80}), makePack({0xC0})});
+  reader.setSectorRange(0, 3);
+  reader.audioSelect = 0;
+  reader.setAudio(1, 0);
+  EXPECT_EQ(readFiltered(2 * 2048), sector(0) + sector(2));
+}
+
+TEST_F(DvdTitleRange, StuffingAndHeaderLengthPlaceTheSubstreamId) {
+  PackSpec kept{0xBD, 0x81, 7, 10};
+  PackSpec dropped{0xBD, 0x80, 3, 0};
+  makeVob({makePack(dropped), makePack(kept)});
+  reader.setSectorRange(0, 2);
+  reader.audioSelect = 0;
+  reader.setAudio(0, 1);
+  EXPECT_EQ(readFiltered(2048), sector(1));
+}
+
+TEST_F(DvdTitleRange, FilteredReadAtTheEndStillReturnsTheCountAskedFor) {
+  makeVob({makePack({0xE0}), makePack({0xBD, 0x81})});
+  reader.setSectorRange(0, 2);
+  reader.audioSelect = 0;
+  reader.setAudio(0, 0);
+  std::string out = readFiltered(3 * 2048);
+  EXPECT_EQ(out.substr(0, 2048), sector(0));
+  // The dropped sector was read in place and nothing came to overwrite it;
+  // the rest of the buffer keeps what it held.
+  EXPECT_EQ(out.substr(2048, 2048), sector(1));
+  EXPECT_EQ(out.substr(4096), std::string(2048, '\x7E'));
+  EXPECT_EQ(reader.readFiltered(out.data(), 100), 0);  // at the end
+}
+
+TEST_F(DvdTitleRange, CarryLargerThanTheRequestIsHandedOutInParts) {
+  makeVob(videoPacks(2));
+  reader.setSectorRange(0, 2);
+  reader.audioSelect = 0;
+  reader.setAudio(0, 0);
+  readFiltered(100);  // holds back 1948 bytes
+  std::string part = readFiltered(50);
+  EXPECT_EQ(part, sector(0).substr(100, 50));
+  EXPECT_EQ(reader.carryCount, 1898);
+  EXPECT_EQ(readFiltered(1898), sector(0).substr(150));
+  EXPECT_EQ(reader.carryCount, 0);
+}
+
+TEST_F(DvdTitleRange, SeekKeepsTheHeldBackBytes) {
+  makeVob(videoPacks(4));
+  reader.setSectorRange(0, 4);
+  reader.audioSelect = 0;
+  reader.setAudio(0, 0);
+  readFiltered(1000);
+  reader.seekRange(3 * 2048);
+  EXPECT_EQ(readFiltered(1048 + 2048), sector(0).substr(1000) + sector(3));
+}
+
+TEST(DvdTitleReader, ReportsLibraryVersion2000) {
+  std::ostringstream log;
+  DvdTitleReader reader(log);
+  EXPECT_EQ(reader.getLibraryVersion(), 2000);
+  EXPECT_EQ(reader.audioSelect, -1);
+  EXPECT_EQ(reader.audioMode, -1);
+  EXPECT_EQ(reader.audioStream, -1);
+  EXPECT_EQ(reader.carryCount, 0);
+}
+
+TEST(DvdTitleReader, CheckPacksJudgesEverySectorAndStopsAtTheFirstRefused) {
+  std::ostringstream log;
+  DvdTitleReader reader(log);
+  reader.setAudio(2, 1);
+  std::string packs = makePack({0xC1}) + makePack({0xC2}) + makePack({0xC1});
+  auto* bytes = reinterpret_cast<std::uint8_t*>(packs.data());
+  EXPECT_FALSE(reader.checkPacks(bytes, 3));
+  EXPECT_EQ(bytes[17], 0xC0);
+  EXPECT_EQ(bytes[2 * 2048 + 17], 0xC1);  // never reached
+  std::string passing = makePack({0xE0}) + makePack({0xBF});
+  EXPECT_TRUE(reader.checkPacks(reinterpret_cast<std::uint8_t*>(passing.data()), 2));
+}
+
+#ifndef _WIN32
+TEST_F(DvdTitleRange, FilesThatGiveNothingEndTheFilteredRead) {
+  // The VOB shrinks after it was opened: the joined stream still counts its
+  // old length, but reads give nothing; the filtered read must not wait.
+  makeVob(videoPacks(4));
+  reader.setSectorRange(0, 4);
+  reader.audioSelect = 0;
+  reader.setAudio(0, 0);
+  std::filesystem::resize_file(dir.path("VIDEO_TS/VTS_01_1.VOB"), 2048);
+  std::string out = readFiltered(4 * 2048);
+  EXPECT_EQ(out.substr(0, 2048), sector(0));
+}
+#endif
