@@ -11,7 +11,7 @@
 
 using testing::ElementsAre;
 using testing_support::Bytes;
-using testing_support::CellSpec;
+using testing_support::CellSectors;
 using testing_support::LogSink;
 using testing_support::ScratchDir;
 using testing_support::programChain;

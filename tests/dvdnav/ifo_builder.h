@@ -30,7 +30,7 @@ class Bytes {
   std::vector<std::uint8_t> data_;
 };
 
-struct CellSpec {
+struct CellSectors {
   std::uint32_t first;  // first VOBU start sector
   std::uint32_t last;   // last VOBU end sector
   std::uint8_t time[4] = {0, 0, 1, 0x40};  // 1 s at 25 frames/s
@@ -38,7 +38,7 @@ struct CellSpec {
 
 // A program chain block: header, program map, cell playback and position
 // tables, in that order.
-inline Bytes programChain(const std::vector<CellSpec>& cells, const std::vector<unsigned>& programs,
+inline Bytes programChain(const std::vector<CellSectors>& cells, const std::vector<unsigned>& programs,
                           const std::uint8_t time[4] = nullptr) {
   Bytes pgc(236);
   pgc.u8(2, static_cast<unsigned>(programs.size()));
@@ -53,7 +53,7 @@ inline Bytes programChain(const std::vector<CellSpec>& cells, const std::vector<
   }
   if (!cells.empty()) {
     pgc.u16(0xE8, static_cast<unsigned>(at));
-    for (const CellSpec& c : cells) {
+    for (const CellSectors& c : cells) {
       for (int i = 0; i < 4; ++i) pgc.u8(at + 4 + i, c.time[i]);
       pgc.u32(at + 8, c.first);
       pgc.u32(at + 20, c.last);

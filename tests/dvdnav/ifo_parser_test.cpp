@@ -11,7 +11,7 @@
 
 using namespace dvdnav;
 using testing_support::Bytes;
-using testing_support::CellSpec;
+using testing_support::CellSectors;
 
 namespace {
 TitleSetInfo parseVts(const Bytes& vts, std::string* messages = nullptr) {

@@ -8,6 +8,15 @@
 using namespace dvdnav;
 using testing_support::Bytes;
 
+namespace {
+VideoManagerInfo parseVmg(const Bytes& vmg) {
+  VideoManagerInfo info;
+  std::ostringstream log;
+  parseVideoManager(IfoBytes(vmg.data().data(), vmg.size()), info, log);
+  return info;
+}
+}  // namespace
+
 TEST(AudioAttributes, SamplingFrequencyBitsAreNotDecoded) {
   const std::uint8_t field[8] = {0x00, 0x31, 'e', 'n', 0, 1, 0, 0};  // freq bits 0x30 set
   AudioAttributes audio = decodeAudioAttributes(field);
@@ -95,9 +104,7 @@ TEST(CellPlayback, FlagsSectorsAndTime) {
 
 TEST(VideoManagerInfo, NumtitlesKeepsTheLowSixBits) {
   Bytes vmg = testing_support::videoManager(1, 0x41);
-  VideoManagerInfo info;
-  std::ostringstream log;
-  parseVideoManager(IfoBytes(vmg.data().data(), vmg.size()), info, log);
+  VideoManagerInfo info = parseVmg(vmg);
   EXPECT_EQ(info.numtitles, 1);
 }
 
@@ -105,18 +112,14 @@ TEST(VideoManagerInfo, ProviderIdOf32BytesIsWhole) {
   Bytes vmg = testing_support::videoManager(1);
   vmg.text(0x40, std::string(32, 'P'));
   vmg.u8(0x60, 'X');  // the byte after the field
-  VideoManagerInfo info;
-  std::ostringstream log;
-  parseVideoManager(IfoBytes(vmg.data().data(), vmg.size()), info, log);
+  VideoManagerInfo info = parseVmg(vmg);
   EXPECT_EQ(info.providerid, std::string(32, 'P'));
 }
 
 TEST(VideoManagerInfo, ProviderIdEndsAtTheFirstNul) {
   Bytes vmg = testing_support::videoManager(1);
   vmg.text(0x40, std::string("Studio") + '\0' + "junk");
-  VideoManagerInfo info;
-  std::ostringstream log;
-  parseVideoManager(IfoBytes(vmg.data().data(), vmg.size()), info, log);
+  VideoManagerInfo info = parseVmg(vmg);
   EXPECT_EQ(info.providerid, "Studio");
 }
 
@@ -127,9 +130,7 @@ TEST(VideoManagerInfo, SummaryFields) {
   vmg.u16(0x26, 2);
   vmg.u16(0x28, 1);
   vmg.u8(0x2A, 0xF1);
-  VideoManagerInfo info;
-  std::ostringstream log;
-  parseVideoManager(IfoBytes(vmg.data().data(), vmg.size()), info, log);
+  VideoManagerInfo info = parseVmg(vmg);
   EXPECT_EQ(info.version, 0x11);
   EXPECT_EQ(info.region, 0xFE);
   EXPECT_EQ(info.numvolumes, 2);

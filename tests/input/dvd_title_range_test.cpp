@@ -9,7 +9,7 @@
 #include "support/scratch.h"
 
 using testing_support::makePack;
-using testing_support::PackSpec;
+using testing_support::PackLayout;
 using testing_support::ScratchDir;
 
 namespace {
@@ -163,8 +163,8 @@ TEST_F(DvdTitleRange, MpegModeOneKeepsEveryMpegStreamAndDropsAc3) {
 }
 
 TEST_F(DvdTitleRange, StuffingAndHeaderLengthPlaceTheSubstreamId) {
-  PackSpec kept{0xBD, 0x81, 7, 10};
-  PackSpec dropped{0xBD, 0x80, 3, 0};
+  PackLayout kept{0xBD, 0x81, 7, 10};
+  PackLayout dropped{0xBD, 0x80, 3, 0};
   makeVob({makePack(dropped), makePack(kept)});
   reader.setSectorRange(0, 2);
   reader.audioSelect = 0;
