@@ -1,0 +1,19 @@
+# The command-line tool `fennoria` (fennoria.exe in the Windows build), one
+# source file per subcommand over the portable core.
+set(FENNORIA_CLI_SOURCES
+  ${CMAKE_CURRENT_LIST_DIR}/main.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/common.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/cat.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/dvd.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/demux.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/ifo.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/info.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/config.cpp)
+
+add_executable(fennoria ${FENNORIA_CLI_SOURCES})
+target_link_libraries(fennoria PRIVATE fennoria_core)
+target_compile_options(fennoria PRIVATE ${FENNORIA_WARNINGS})
+target_compile_definitions(fennoria PRIVATE FENNORIA_VERSION="${PROJECT_VERSION}")
+if(WIN32)
+  target_link_libraries(fennoria PRIVATE advapi32)
+endif()

@@ -1,0 +1,170 @@
+// fennoria demux: the VOB demultiplexer over a program chain's sectors, or
+// over a VOB file that is already cut, writing the chosen streams (and their
+// timing files).
+#include <filesystem>
+#include <vector>
+
+#include "cli/cli.h"
+#include "demux/stream.h"
+#include "demux/timing_file.h"
+#include "demux/vob_demuxer.h"
+#include "dvdnav/dvd_title_reader.h"
+
+namespace cli {
+
+namespace {
+
+const char* kHelp =
+    "usage: fennoria demux VIDEO_TS --title N --pgc P [--cell C] STREAMS... [--timing]\n"
+    "       fennoria demux FILE.vob STREAMS... [--timing]\n"
+    "\n"
+    "Cuts a program chain's sectors (or a VOB file that is already cut) into\n"
+    "2048-byte packs and writes the payload of each chosen stream to a file of\n"
+    "its own. Every output is written under a temporary name and renamed when\n"
+    "the whole input has been read.\n"
+    "\n"
+    "streams (at least one; --ac3, --mpeg and --sub may be repeated):\n"
+    "  --ac3 K=FILE       AC-3 audio stream K (0-7, substream 0x80+K)\n"
+    "  --mpeg K=FILE      MPEG audio stream K (0-31, stream id 0xC0+K)\n"
+    "  --sub K=FILE       subpicture stream K (0-31, substream 0x20+K)\n"
+    "  --video FILE       the video stream\n"
+    "options:\n"
+    "  --title N, --pgc P, --cell C   the selection, as for 'fennoria dvd'\n"
+    "  --timing           also write FILE.timing beside each output: one line\n"
+    "                     'position PTS DTS' per packet with a time stamp\n"
+    "  -q, --quiet        no progress line\n"
+    "\n"
+    "examples:\n"
+    "  fennoria demux /media/dvd/VIDEO_TS --title 1 --pgc 1 --ac3 0=en.ac3 --mpeg 1=de.mp2\n"
+    "  fennoria demux /media/dvd/VIDEO_TS --title 1 --pgc 1 --sub 0=en.sub --timing\n"
+    "  fennoria demux title.vob --ac3 0=audio.ac3 --video video.m2v\n";
+
+struct Choice {
+  int kind;  // 0 AC-3, 2 MPEG audio, 3 subpicture
+  int number;
+  std::string file;
+};
+
+Choice parseChoice(const std::string& option, const std::string& text, int kind, int high) {
+  std::size_t equals = text.find('=');
+  std::int64_t number = 0;
+  if (equals == std::string::npos || equals + 1 == text.size() ||
+      !parseNumber(text.substr(0, equals), &number) || number < 0 || number > high)
+    usage("demux", option + " takes K=FILE with K from 0 to " + std::to_string(high) +
+                       ", not '" + text + "'");
+  return {kind, static_cast<int>(number), text.substr(equals + 1)};
+}
+
+}  // namespace
+
+int runDemux(const std::vector<std::string>& argv) {
+  Args args("demux", argv,
+            {{"--title", "-t", true, false},
+             {"--pgc", "-p", true, false},
+             {"--cell", "-c", true, false},
+             {"--ac3", nullptr, true, true},
+             {"--mpeg", nullptr, true, true},
+             {"--sub", nullptr, true, true},
+             {"--video", nullptr, true, false},
+             {"--timing", nullptr, false, false}});
+  if (args.help) return printHelp(kHelp);
+  if (args.positional.size() != 1) usage("demux", "give exactly one VIDEO_TS folder or VOB file");
+  std::vector<Choice> choices;
+  for (const auto& v : args.values("--ac3")) choices.push_back(parseChoice("--ac3", v, 0, 7));
+  for (const auto& v : args.values("--mpeg")) choices.push_back(parseChoice("--mpeg", v, 2, 31));
+  for (const auto& v : args.values("--sub")) choices.push_back(parseChoice("--sub", v, 3, 31));
+  for (std::size_t i = 0; i < choices.size(); ++i)
+    for (std::size_t j = 0; j < i; ++j)
+      if (choices[i].kind == choices[j].kind && choices[i].number == choices[j].number)
+        usage("demux", "stream " + std::to_string(choices[i].number) + " chosen twice");
+  if (choices.empty() && !args.has("--video"))
+    usage("demux", "choose at least one stream (--ac3, --mpeg, --sub or --video)");
+  const bool timing = args.has("--timing");
+
+  const std::string& input = args.positional[0];
+  std::unique_ptr<Disc> disc;
+  std::unique_ptr<mpdx::IFileStream> file;
+  std::int64_t total = 0;
+  if (isDirectory(input)) {
+    if (!args.has("--title")) usage("demux", "missing --title N for a VIDEO_TS folder");
+    if (!args.has("--pgc")) usage("demux", "missing --pgc P for a VIDEO_TS folder");
+    std::int32_t titleSet = args.number("--title", 1, 99, 0);
+    std::int32_t pgc = args.number("--pgc", 1, 9999, 0);
+    std::int32_t cell = args.number("--cell", 1, 9999, 0);
+    disc = std::make_unique<Disc>(input);
+    disc->select(titleSet, pgc, cell);
+    total = disc->reader->getRangeLength();
+  } else {
+    if (args.has("--title") || args.has("--pgc") || args.has("--cell"))
+      usage("demux", "--title, --pgc and --cell are for a VIDEO_TS folder, not a file");
+    if (!isRegularFile(input)) fail(input, "no such file or folder");
+    file = std::make_unique<mpdx::IFileStream>(input.c_str());
+    total = file->getLength();
+    if (total < 0 || file->tell() < 0) fail(input, "cannot be opened");
+  }
+
+  // The outputs: the demultiplexer writes to temporary names, renamed only
+  // when the whole input was read. `outputs` outlives the demultiplexer,
+  // which must close its files before they are renamed or removed.
+  OutputSet outputs;
+  std::vector<std::string> finals;
+  {
+    VobDemuxer demuxer(nullptr);
+    for (const auto& c : choices) {
+      std::string temp = outputs.add(c.file, timing);
+      finals.push_back(c.file);
+      int result = c.kind == 3 ? demuxer.AddSubtitle(temp.c_str(), c.number, timing)
+                               : demuxer.AddAudio(temp.c_str(), c.kind, c.number, timing);
+      if (result != 0) fail(c.file, "cannot be set up as an output");
+    }
+    if (args.has("--video")) {
+      std::string temp = outputs.add(args.value("--video"), timing);
+      finals.push_back(args.value("--video"));
+      demuxer.AddVideo(temp.c_str(), timing);
+    }
+
+    try {
+      ProgressLine progress(args.quiet, total);
+      std::vector<std::uint8_t> buffer(512 * VobDemuxer::packSize);
+      std::int64_t done = 0;
+      while (done < total) {
+        std::int32_t want =
+            static_cast<std::int32_t>(std::min<std::int64_t>(total - done, buffer.size()));
+        std::int32_t got;
+        std::string where;
+        if (disc) {
+          got = disc->reader->readRange(buffer.data(), want);
+          where = disc->currentVob();
+        } else {
+          got = file->read(buffer.data(), static_cast<std::uint32_t>(want));
+          where = baseName(input);
+        }
+        if (got <= 0)
+          fail(disc ? disc->folder + "/" + where : input,
+               "read failed " + std::to_string(total - done) +
+                   " bytes before the end (truncated or unreadable file?)");
+        demuxer.Demultiplex(buffer.data(), got);
+        done += got;
+        progress.update(done, where);
+      }
+      progress.finish();
+      if (demuxer.heldCount() != 0)
+        fail(input, "truncated: ends " + std::to_string(demuxer.heldCount()) +
+                        " bytes into a 2048-byte pack");
+      demuxer.CloseAll();
+    } catch (...) {
+      demuxer.CloseAll();
+      timing::closeAllTimingFiles();
+      throw;
+    }
+  }
+  timing::closeAllTimingFiles();
+  outputs.commitAll();
+  for (const auto& name : finals)
+    if (isRegularFile(name) && std::filesystem::file_size(std::filesystem::u8path(name)) == 0)
+      std::fprintf(stderr, "fennoria: %s: warning: the input holds no packet of this stream\n",
+                   name.c_str());
+  return 0;
+}
+
+}  // namespace cli

@@ -1,0 +1,110 @@
+// fennoria dvd: a program chain's (or one cell's) sector range from the
+// joined VOB files, optionally keeping one audio stream with the reader's own
+// pack test (DvdTitleReader::checkPacks), sector by sector as readFiltered
+// applies it.
+#include <vector>
+
+#include "cli/cli.h"
+#include "dvdnav/dvd_title_reader.h"
+
+namespace cli {
+
+namespace {
+
+const char* kHelp =
+    "usage: fennoria dvd VIDEO_TS --title N --pgc P [--cell C] [--ac3 K | --mpeg K]\n"
+    "                    [-o OUT] [--quiet]\n"
+    "\n"
+    "Writes the sectors of one program chain of a title set (or of one of its\n"
+    "cells) from the title set's joined VOB files: from the first cell's first\n"
+    "sector to the last cell's last sector, as the filter delivers them in DVD\n"
+    "mode. With --ac3 or --mpeg the packs of every other audio stream are left\n"
+    "out (video, subpictures and navigation stay); with --mpeg the kept stream\n"
+    "leaves as MPEG audio stream 0.\n"
+    "\n"
+    "  VIDEO_TS           the folder with VIDEO_TS.IFO (or the folder above it)\n"
+    "  --title N          title set number, 1-99 (as 'fennoria info' lists them)\n"
+    "  --pgc P            program chain of the title set, from 1\n"
+    "  --cell C           only cell C of the program chain, from 1\n"
+    "  --ac3 K            keep only AC-3 audio stream K (0-7, stream id 0x80+K)\n"
+    "  --mpeg K           keep only MPEG audio stream K (0-31, stream id 0xC0+K)\n"
+    "  -o, --output OUT   write to OUT (renamed into place when complete)\n"
+    "  -q, --quiet        no progress line\n"
+    "\n"
+    "examples:\n"
+    "  fennoria dvd /media/dvd/VIDEO_TS --title 1 --pgc 1 -o title1.vob\n"
+    "  fennoria dvd /media/dvd/VIDEO_TS --title 1 --pgc 2 --ac3 0 | ffprobe -\n"
+    "  fennoria dvd /media/dvd --title 2 --pgc 1 --cell 3 --mpeg 1 -o cell.vob\n";
+
+}  // namespace
+
+int runDvd(const std::vector<std::string>& argv) {
+  Args args("dvd", argv,
+            {{"--title", "-t", true, false},
+             {"--pgc", "-p", true, false},
+             {"--cell", "-c", true, false},
+             {"--ac3", nullptr, true, false},
+             {"--mpeg", nullptr, true, false},
+             {"-o", "--output", true, false}});
+  if (args.help) return printHelp(kHelp);
+  if (args.positional.size() != 1) usage("dvd", "give exactly one VIDEO_TS folder");
+  if (!args.has("--title")) usage("dvd", "missing --title N");
+  if (!args.has("--pgc")) usage("dvd", "missing --pgc P");
+  if (args.has("--ac3") && args.has("--mpeg")) usage("dvd", "give --ac3 or --mpeg, not both");
+  std::int32_t titleSet = args.number("--title", 1, 99, 0);
+  std::int32_t pgc = args.number("--pgc", 1, 9999, 0);
+  std::int32_t cell = args.number("--cell", 1, 9999, 0);
+  std::int32_t ac3 = args.number("--ac3", 0, 7, -1);
+  std::int32_t mpeg = args.number("--mpeg", 0, 31, -1);
+
+  Disc disc(args.positional[0]);
+  disc.select(titleSet, pgc, cell);
+  Output out("dvd", args.value("-o"));
+  DvdTitleReader& reader = *disc.reader;
+  bool filtered = ac3 >= 0 || mpeg >= 0;
+  if (filtered) {
+    reader.audioSelect = 0;
+    reader.setAudio(ac3 >= 0 ? 0 : 2, ac3 >= 0 ? ac3 : mpeg);
+  }
+
+  const std::int64_t total = reader.getRangeLength();
+  ProgressLine progress(args.quiet, total);
+  constexpr std::int32_t kSector = dvdnav::sectorSize;
+  std::vector<std::uint8_t> buffer(512 * kSector);
+  std::int64_t done = 0;
+  while (done < total) {
+    // Never ask past the end of the range: the reader's end-of-range read
+    // is only exact for requests that stop at the end.
+    std::int32_t want =
+        static_cast<std::int32_t>(std::min<std::int64_t>(total - done, buffer.size()));
+    std::int32_t got = 0;
+    while (got < want) {
+      std::int32_t n = reader.readRange(buffer.data() + got, want - got);
+      if (n <= 0)
+        fail(disc.folder + "/" + disc.currentVob(),
+             "read failed at sector " +
+                 std::to_string(reader.startBlock + (done + got) / kSector) +
+                 " of the selection (truncated or unreadable VOB file?)");
+      got += n;
+    }
+    std::size_t keep = static_cast<std::size_t>(got);
+    if (filtered) {
+      keep = 0;
+      for (std::int32_t at = 0; at < got; at += kSector) {
+        std::uint8_t* sector = buffer.data() + at;
+        if (!reader.checkPacks(sector, 1)) continue;
+        if (buffer.data() + keep != sector)
+          std::copy(sector, sector + kSector, buffer.data() + keep);
+        keep += kSector;
+      }
+    }
+    out.write(buffer.data(), keep);
+    done += got;
+    progress.update(done, disc.currentVob());
+  }
+  progress.finish();
+  out.commit();
+  return 0;
+}
+
+}  // namespace cli

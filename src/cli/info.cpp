@@ -1,0 +1,202 @@
+// fennoria info: a readable table (or JSON) of a DVD folder's title sets,
+// program chains, cells, audio and subpicture streams.
+#include <cmath>
+#include <cstdio>
+#include <sstream>
+
+#include "cli/cli.h"
+#include "dvdnav/dvd_title_reader.h"
+
+namespace cli {
+
+namespace {
+
+const char* kHelp =
+    "usage: fennoria info VIDEO_TS [--json]\n"
+    "\n"
+    "Lists the titles of the Video Manager, and for every title set its audio\n"
+    "streams (coding, channels, language), its subpicture streams and its\n"
+    "program chains: duration (from the frame count and rate of the playback\n"
+    "time), programs, cells, first and last sector, sectors and bytes. Title\n"
+    "set, program chain and cell numbers are the ones 'fennoria dvd' and\n"
+    "'fennoria demux' take.\n"
+    "\n"
+    "  --json   one JSON object instead of the table, for scripts\n"
+    "\n"
+    "examples:\n"
+    "  fennoria info /media/dvd/VIDEO_TS\n"
+    "  fennoria info /media/dvd/VIDEO_TS --json | jq '.title_sets[0].pgcs[0].duration'\n";
+
+const char* codingName(std::int32_t mode) {
+  switch (mode) {
+    case 0: return "ac3";
+    case 2: return "mpeg1";
+    case 3: return "mpeg2ext";
+    case 4: return "lpcm";
+    case 6: return "dts";
+    default: return "unknown";
+  }
+}
+
+std::string language(const std::array<char, 2>& code) {
+  std::string text;
+  for (char c : code)
+    if (c >= 0x20 && c < 0x7F) text += c;
+  return text;
+}
+
+std::string jsonString(const std::string& text) {
+  std::string out = "\"";
+  for (unsigned char c : text) {
+    if (c == '"' || c == '\\') {
+      out += '\\';
+      out += static_cast<char>(c);
+    } else if (c < 0x20) {
+      char escape[8];
+      std::snprintf(escape, sizeof escape, "\\u%04x", c);
+      out += escape;
+    } else {
+      out += static_cast<char>(c);
+    }
+  }
+  return out + "\"";
+}
+
+double seconds(std::int32_t frames, std::int32_t rate) {
+  return rate > 0 ? static_cast<double>(frames) / rate : 0.0;
+}
+
+std::string clock(double s) {
+  long long ms = std::llround(s * 1000.0);
+  char text[32];
+  std::snprintf(text, sizeof text, "%lld:%02lld:%02lld.%03lld", ms / 3600000, ms / 60000 % 60,
+                ms / 1000 % 60, ms % 1000);
+  return text;
+}
+
+std::string decimals(double s) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.3f", s);
+  return text;
+}
+
+constexpr std::int64_t kSector = dvdnav::sectorSize;
+
+void printJson(const DvdTitleReader& r, const std::string& folder) {
+  const auto& vmg = *r.videoManager;
+  std::ostringstream o;
+  o << "{\n  \"folder\": " << jsonString(folder) << ",\n"
+    << "  \"provider_id\": " << jsonString(vmg.providerid) << ",\n"
+    << "  \"volumes\": " << vmg.numvolumes << ",\n  \"volume\": " << vmg.volume
+    << ",\n  \"disc_side\": " << vmg.diskside << ",\n  \"title_set_count\": " << vmg.numtitles
+    << ",\n  \"titles\": [";
+  for (std::size_t i = 0; i < vmg.titles.size(); ++i) {
+    const auto& t = vmg.titles[i];
+    o << (i ? "," : "") << "\n    {\"title\": " << i + 1 << ", \"title_set\": " << t.vtsnumber
+      << ", \"title_in_set\": " << t.vtstitlenumber << ", \"chapters\": " << t.numparts
+      << ", \"angles\": " << t.numangles << "}";
+  }
+  o << "\n  ],\n  \"title_sets\": [";
+  for (std::size_t s = 0; s < r.titleSets.size(); ++s) {
+    const auto& vts = *r.titleSets[s];
+    o << (s ? "," : "") << "\n    {\n      \"title_set\": " << s + 1 << ",\n      \"audio\": [";
+    const auto& audio = vts.attributes.title.audio;
+    for (std::size_t a = 0; a < audio.size(); ++a)
+      o << (a ? "," : "") << "\n        {\"stream\": " << a << ", \"coding\": "
+        << jsonString(codingName(audio[a].codingmode)) << ", \"coding_mode\": "
+        << audio[a].codingmode << ", \"channels\": " << audio[a].channels
+        << ", \"language\": " << jsonString(language(audio[a].specificcode)) << "}";
+    o << (audio.empty() ? "" : "\n      ") << "],\n      \"subpictures\": [";
+    const auto& subs = vts.attributes.title.subpictures;
+    for (std::size_t p = 0; p < subs.size(); ++p)
+      o << (p ? "," : "") << "\n        {\"stream\": " << p
+        << ", \"language\": " << jsonString(language(subs[p].specificcode)) << "}";
+    o << (subs.empty() ? "" : "\n      ") << "],\n      \"pgcs\": [";
+    for (std::size_t p = 0; p < vts.programchains.size(); ++p) {
+      const auto& pgc = vts.programchains[p];
+      o << (p ? "," : "") << "\n        {\"pgc\": " << p + 1 << ", \"programs\": "
+        << pgc.numprograms << ", \"cells\": " << pgc.cells.size() << ", \"frames\": "
+        << pgc.numframes << ", \"frame_rate\": " << pgc.framerate << ", \"duration\": "
+        << decimals(seconds(pgc.numframes, pgc.framerate));
+      if (!pgc.cells.empty()) {
+        std::int64_t first = pgc.cells.front().startcfvobu, last = pgc.cells.back().endclvobu;
+        o << ", \"first_sector\": " << first << ", \"last_sector\": " << last
+          << ", \"sectors\": " << last - first + 1 << ", \"bytes\": " << (last - first + 1) * kSector;
+      }
+      o << ",\n         \"cell_list\": [";
+      for (std::size_t c = 0; c < pgc.cells.size(); ++c) {
+        const auto& cell = pgc.cells[c];
+        o << (c ? "," : "") << "\n           {\"cell\": " << c + 1 << ", \"first_sector\": "
+          << cell.startcfvobu << ", \"last_sector\": " << cell.endclvobu << ", \"frames\": "
+          << cell.numframes << ", \"frame_rate\": " << cell.framerate << ", \"duration\": "
+          << decimals(seconds(cell.numframes, cell.framerate)) << "}";
+      }
+      o << (pgc.cells.empty() ? "" : "\n         ") << "]}";
+    }
+    o << (vts.programchains.empty() ? "" : "\n      ") << "]\n    }";
+  }
+  o << "\n  ]\n}\n";
+  std::fputs(o.str().c_str(), stdout);
+}
+
+void printTable(const DvdTitleReader& r, const std::string& folder) {
+  const auto& vmg = *r.videoManager;
+  std::printf("Disc %s\n", folder.c_str());
+  std::printf("Provider \"%s\", volume %d of %d, side %d, %zu titles, %zu title sets\n",
+              vmg.providerid.c_str(), vmg.volume, vmg.numvolumes, vmg.diskside,
+              vmg.titles.size(), r.titleSets.size());
+  std::printf("\nTitle  Title set  In set  Chapters  Angles\n");
+  for (std::size_t i = 0; i < vmg.titles.size(); ++i) {
+    const auto& t = vmg.titles[i];
+    std::printf("%5zu  %9d  %6d  %8d  %6d\n", i + 1, t.vtsnumber, t.vtstitlenumber, t.numparts,
+                t.numangles);
+  }
+  for (std::size_t s = 0; s < r.titleSets.size(); ++s) {
+    const auto& vts = *r.titleSets[s];
+    std::printf("\nTitle set %zu: %zu program chains\n", s + 1, vts.programchains.size());
+    const auto& audio = vts.attributes.title.audio;
+    for (std::size_t a = 0; a < audio.size(); ++a)
+      std::printf("  Audio %zu: %-8s %d ch  %s\n", a, codingName(audio[a].codingmode),
+                  audio[a].channels, language(audio[a].specificcode).c_str());
+    const auto& subs = vts.attributes.title.subpictures;
+    for (std::size_t p = 0; p < subs.size(); ++p)
+      std::printf("  Subpicture %zu: %s\n", p, language(subs[p].specificcode).c_str());
+    std::printf("  PGC  Duration      Programs  Cells  First sector  Last sector  Sectors  Bytes\n");
+    for (std::size_t p = 0; p < vts.programchains.size(); ++p) {
+      const auto& pgc = vts.programchains[p];
+      std::string d = clock(seconds(pgc.numframes, pgc.framerate));
+      if (pgc.cells.empty()) {
+        std::printf("  %3zu  %-12s  %8d  %5d  (no cells)\n", p + 1, d.c_str(), pgc.numprograms, 0);
+        continue;
+      }
+      std::int64_t first = pgc.cells.front().startcfvobu, last = pgc.cells.back().endclvobu;
+      std::printf("  %3zu  %-12s  %8d  %5zu  %12lld  %11lld  %7lld  %lld\n", p + 1, d.c_str(),
+                  pgc.numprograms, pgc.cells.size(), static_cast<long long>(first),
+                  static_cast<long long>(last), static_cast<long long>(last - first + 1),
+                  static_cast<long long>((last - first + 1) * kSector));
+      for (std::size_t c = 0; c < pgc.cells.size(); ++c) {
+        const auto& cell = pgc.cells[c];
+        std::printf("       cell %zu: %s, sectors %d to %d\n", c + 1,
+                    clock(seconds(cell.numframes, cell.framerate)).c_str(), cell.startcfvobu,
+                    cell.endclvobu);
+      }
+    }
+  }
+}
+
+}  // namespace
+
+int runInfo(const std::vector<std::string>& argv) {
+  Args args("info", argv, {{"--json", nullptr, false, false}});
+  if (args.help) return printHelp(kHelp);
+  if (args.positional.size() != 1) usage("info", "give exactly one VIDEO_TS folder");
+  Disc disc(args.positional[0]);
+  if (args.has("--json"))
+    printJson(*disc.reader, disc.folder);
+  else
+    printTable(*disc.reader, disc.folder);
+  if (std::fflush(stdout) != 0) fail("standard output", "write failed (" + errnoText() + ")");
+  return 0;
+}
+
+}  // namespace cli

@@ -1,0 +1,82 @@
+// fennoria: the command-line tool. Joins lists, extracts and filters a DVD
+// program chain, demultiplexes, dumps and lists IFO files, and edits the
+// settings, each subcommand a thin layer over the core classes.
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "cli/cli.h"
+#include "platform/message_box.h"
+
+namespace {
+
+const char* kHelp =
+    "fennoria - join media lists, extract and demultiplex DVD program chains\n"
+    "\n"
+    "usage: fennoria COMMAND [OPTIONS]   (fennoria COMMAND --help for each)\n"
+    "\n"
+    "commands:\n"
+    "  cat LIST_OR_FILE [-o OUT]         the list's files joined into one stream\n"
+    "  dvd VIDEO_TS --title N --pgc P [--cell C] [--ac3 K | --mpeg K] [-o OUT]\n"
+    "                                    a program chain's (or cell's) sectors\n"
+    "  demux VIDEO_TS|FILE.vob [--title N --pgc P] --ac3 K=FILE ... [--timing]\n"
+    "                                    elementary streams into files\n"
+    "  ifo VIDEO_TS                      the full text dump of the IFO files\n"
+    "  info VIDEO_TS [--json]            title sets, program chains, streams\n"
+    "  config get|set|unset|list [NAME [VALUE]]\n"
+    "                                    the filter's settings and the debug log\n"
+    "\n"
+    "Data go to stdout (or -o FILE); errors are one line on stderr. Exit status:\n"
+    "0 success, 1 bad input or a failed read or write, 2 bad usage. On a terminal\n"
+    "long work shows a progress line on stderr; --quiet turns it off.\n"
+    "\n"
+    "examples:\n"
+    "  fennoria cat clips.lst -o joined.mpg\n"
+    "  fennoria dvd /media/dvd/VIDEO_TS --title 1 --pgc 1 --ac3 0 -o movie.vob\n"
+    "  fennoria demux /media/dvd/VIDEO_TS --title 1 --pgc 1 --ac3 0=en.ac3 --timing\n"
+    "  fennoria info /media/dvd/VIDEO_TS\n";
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::vector<std::string> args(argv + 1, argv + argc);
+  if (args.empty()) {
+    std::fputs(kHelp, stderr);
+    return cli::kExitUsage;
+  }
+  std::string command = args.front();
+  args.erase(args.begin());
+  if (command == "--help" || command == "-h" || command == "help") return cli::printHelp(kHelp);
+  if (command == "--version") {
+    std::printf("fennoria %s\n", FENNORIA_VERSION);
+    return 0;
+  }
+
+  // The file inputs' messages (message boxes on Windows) become lines on
+  // stderr here.
+  platform::setMessageHook([](const std::string& text, const std::string& caption) {
+    std::fprintf(stderr, "fennoria: %s: %s\n", caption.c_str(), text.c_str());
+  });
+
+  try {
+    if (command == "cat") return cli::runCat(args);
+    if (command == "dvd") return cli::runDvd(args);
+    if (command == "demux") return cli::runDemux(args);
+    if (command == "ifo") return cli::runIfo(args);
+    if (command == "info") return cli::runInfo(args);
+    if (command == "config") return cli::runConfig(args);
+    std::fprintf(stderr, "fennoria: unknown command '%s' (see 'fennoria --help')\n",
+                 command.c_str());
+    return cli::kExitUsage;
+  } catch (const cli::Failure& failure) {
+    std::fflush(stdout);
+    if (failure.status == cli::kExitUsage)
+      std::fprintf(stderr, "%s\n", failure.what());
+    else
+      std::fprintf(stderr, "fennoria: %s\n", failure.what());
+    return failure.status;
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "fennoria: %s\n", error.what());
+    return cli::kExitInput;
+  }
+}
