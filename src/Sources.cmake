@@ -91,3 +91,24 @@ if(WIN32)
   list(APPEND FENNORIA_CORE_WIN32_LIBS comctl32 shell32 gdi32)
 endif()
 list(APPEND FENNORIA_CORE_SOURCES ${FENNORIA_UI_SOURCES})
+
+# The COM server (Windows): our DirectShow framework and the filter object,
+# its pin and its About page. The DLL adds the entry points, the export
+# list and the dialog resources.
+if(WIN32)
+  set(FENNORIA_COM_SOURCES
+    ${_src}/dshow/com_object.cpp
+    ${_src}/dshow/media_type.cpp
+    ${_src}/dshow/base_filter.cpp
+    ${_src}/dshow/base_pin.cpp
+    ${_src}/dshow/enumerators.cpp
+    ${_src}/dshow/registration.cpp
+    ${_src}/dshow/property_page.cpp
+    ${_src}/filter/output_pin.cpp
+    ${_src}/filter/source_filter.cpp
+    ${_src}/filter/about_property_page.cpp)
+  set(FENNORIA_COM_MODULE_SOURCES
+    ${_src}/filter/module.cpp
+    ${_src}/filter/fennoria.def)
+  set(FENNORIA_COM_WIN32_LIBS strmiids ole32 oleaut32 uuid)
+endif()

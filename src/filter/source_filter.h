@@ -1,0 +1,92 @@
+// The source filter object, "Ormelund Fennoria": it loads a list of media
+// files (or one media file) through IFileSourceFilter and shows its one
+// output pin once the list holds a file.
+//
+// One critical section, the filter lock, serialises loading, state changes
+// and every read of the pin. ISourceControl is answered from the filter as
+// well as from the pin; the filter's copy forwards to the pin, so both reach
+// the same settings while each object keeps its own COM identity.
+#pragma once
+
+#include <windows.h>
+#include <dshow.h>
+#include <ocidl.h>
+
+#include <memory>
+
+#include "dshow/base_filter.h"
+#include "dshow/persist_stream.h"
+#include "dshow/registration.h"
+#include "filter/output_pin.h"
+#include "input/file_list.h"
+#include "input/multiple_file_inputer.h"
+#include "ui/progress_display.h"
+
+class SourceFilter : public dshow::BaseFilter,
+                     public IFileSourceFilter,
+                     public ISpecifyPropertyPages,
+                     public dshow::BasePersistStream,
+                     public ISourceControl {
+ public:
+  // The class factory's creation routine.
+  static IUnknown* CreateInstance(IUnknown* outer, HRESULT* result);
+  static const dshow::FilterSetup setupData;
+
+  explicit SourceFilter(IUnknown* outer);
+  ~SourceFilter() override;
+
+  DSHOW_DELEGATING_UNKNOWN
+  HRESULT STDMETHODCALLTYPE NonDelegatingQueryInterface(REFIID iid, void** object) override;
+
+  int GetPinCount() override;
+  dshow::BasePin* GetPin(int n) override;
+  const dshow::FilterSetup* GetSetupData() override { return &setupData; }
+
+  HRESULT STDMETHODCALLTYPE Run(REFERENCE_TIME start) override;
+  HRESULT STDMETHODCALLTYPE Stop() override;
+  // IPersist, shared by IBaseFilter and IPersistStream.
+  HRESULT STDMETHODCALLTYPE GetClassID(CLSID* clsid) override { return BaseFilter::GetClassID(clsid); }
+
+  // IFileSourceFilter
+  HRESULT STDMETHODCALLTYPE Load(LPCOLESTR name, const AM_MEDIA_TYPE* type) override;
+  HRESULT STDMETHODCALLTYPE GetCurFile(LPOLESTR* name, AM_MEDIA_TYPE* type) override;
+  // ISpecifyPropertyPages
+  HRESULT STDMETHODCALLTYPE GetPages(CAUUID* pages) override;
+  // IPersistStream: Load and Save go to these.
+  HRESULT STDMETHODCALLTYPE Load(IStream* stream) override { return BasePersistStream::Load(stream); }
+  HRESULT ReadFromStream(IStream* stream) override;
+  HRESULT WriteToStream(IStream* stream) override;
+  int SizeMax() override { return static_cast<int>(sizeof(SourceSettings)); }
+
+  // ISourceControl, forwarded to the pin.
+  HRESULT STDMETHODCALLTYPE ResetSettings() override { return pin.ResetSettings(); }
+  HRESULT STDMETHODCALLTYPE SetReadMode(int mode) override { return pin.SetReadMode(mode); }
+  int STDMETHODCALLTYPE GetReadMode() override { return pin.GetReadMode(); }
+  HRESULT STDMETHODCALLTYPE SetTitle(int title) override { return pin.SetTitle(title); }
+  HRESULT STDMETHODCALLTYPE SetPgc(int pgc) override { return pin.SetPgc(pgc); }
+  HRESULT STDMETHODCALLTYPE SetAudioStream(int stream) override { return pin.SetAudioStream(stream); }
+  HRESULT STDMETHODCALLTYPE SetAudioFile(const char* path) override { return pin.SetAudioFile(path); }
+  HRESULT STDMETHODCALLTYPE AddAudioStream(const char* file, int streamType, int key) override {
+    return pin.AddAudioStream(file, streamType, key);
+  }
+  HRESULT STDMETHODCALLTYPE AddSubtitleStream(const char* file, int key) override {
+    return pin.AddSubtitleStream(file, key);
+  }
+  double STDMETHODCALLTYPE GetSomeParam() override { return pin.GetSomeParam(); }
+
+  // State, in the order the filter keeps it; read by the tests.
+  LONG running = 0;
+  char sourceName[1024] = {};
+  CRITICAL_SECTION filterLock;
+  MultipleFileInputer inputer;
+  FileList fileList;
+  std::unique_ptr<ProgressDisplay> statusObject;
+  OutputPin pin;
+
+ private:
+  // Makes the lock before the base filter and the pin are given it.
+  static CRITICAL_SECTION* initialised(CRITICAL_SECTION* section) {
+    InitializeCriticalSection(section);
+    return section;
+  }
+};
