@@ -52,6 +52,9 @@ int main(int argc, char** argv) {
     return 0;
   }
 
+  // The same bytes on every platform: no newline translation on Windows.
+  cli::setBinaryStdout();
+
   // The file inputs' messages (message boxes on Windows) become lines on
   // stderr here.
   platform::setMessageHook([](const std::string& text, const std::string& caption) {
