@@ -1,0 +1,280 @@
+// The filter object and its pin from the inside: the pin's visibility, the
+// file source interface, the media type, the configuration for each read
+// mode on the sample disc (with the settings in the real registry) and the
+// read path.
+#include "filter/source_filter.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "com/com_support.h"
+#include "dvdnav/dvd_title_reader.h"
+#include "filter/source_guids.h"
+
+using namespace com_tests;
+
+namespace {
+
+class SourceFilterTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    clearSettings();
+    HRESULT hr = E_FAIL;
+    unknown = SourceFilter::CreateInstance(nullptr, &hr);
+    ASSERT_EQ(hr, S_OK);
+    filter = static_cast<SourceFilter*>(
+        reinterpret_cast<dshow::INonDelegatingUnknown*>(unknown));
+  }
+  void TearDown() override {
+    if (unknown) unknown->Release();
+    clearSettings();
+    CoUninitialize();
+  }
+
+  // Loads the sample disc's first title VOB as a single media file: the
+  // folder of the current file is then the VIDEO_TS folder.
+  void loadSampleDisc() {
+    ASSERT_EQ(filter->Load(wide(samplePath("dvd/VIDEO_TS/VTS_01_1.VOB")).c_str(), nullptr), S_OK);
+  }
+  HRESULT checkStreamType(const GUID& subtype) {
+    AM_MEDIA_TYPE type{};
+    type.majortype = kMediaTypeStream;
+    type.subtype = subtype;
+    return filter->pin.CheckMediaType(&type);
+  }
+
+  IUnknown* unknown = nullptr;
+  SourceFilter* filter = nullptr;
+  TempFolder temp;
+};
+
+}  // namespace
+
+TEST_F(SourceFilterTest, PinHiddenUntilAListIsLoaded) {
+  EXPECT_EQ(filter->GetPinCount(), 0);
+  EXPECT_EQ(filter->GetPin(0), nullptr);
+  IPin* pin = nullptr;
+  EXPECT_EQ(filter->FindPin(L"Output", &pin), VFW_E_NOT_FOUND);
+  ASSERT_EQ(filter->Load(wide(samplePath("list/clip1.mpg")).c_str(), nullptr), S_OK);
+  EXPECT_EQ(filter->GetPinCount(), 1);
+  EXPECT_EQ(filter->GetPin(0), &filter->pin);
+  EXPECT_EQ(filter->GetPin(1), nullptr);
+}
+
+TEST_F(SourceFilterTest, CurFileIsEmptyBeforeAnyLoad) {
+  LPOLESTR name = nullptr;
+  ASSERT_EQ(filter->GetCurFile(&name, nullptr), S_OK);
+  EXPECT_STREQ(name, L"");
+  CoTaskMemFree(name);
+  EXPECT_EQ(filter->GetCurFile(nullptr, nullptr), E_POINTER);
+}
+
+TEST_F(SourceFilterTest, CurFileIsTheLoadedName) {
+  std::wstring list = wide(samplePath("list/clip2.mpg"));
+  ASSERT_EQ(filter->Load(list.c_str(), nullptr), S_OK);
+  LPOLESTR name = nullptr;
+  ASSERT_EQ(filter->GetCurFile(&name, nullptr), S_OK);
+  EXPECT_EQ(std::wstring(name), list);
+  CoTaskMemFree(name);
+}
+
+TEST_F(SourceFilterTest, LoadRefusesNamesOfMoreThan1023Characters) {
+  std::wstring name(1024, L'a');
+  EXPECT_EQ(filter->Load(name.c_str(), nullptr), E_FAIL);
+  EXPECT_STREQ(filter->sourceName, "");
+  EXPECT_EQ(filter->GetPinCount(), 0);
+}
+
+TEST_F(SourceFilterTest, LoadOfAnEmptyListFailsAndKeepsThePinHidden) {
+  std::string list = temp.write("empty.lst", "\r\n\r\n\r\n");
+  EXPECT_EQ(filter->Load(wide(list).c_str(), nullptr), E_FAIL);
+  EXPECT_EQ(filter->GetPinCount(), 0);
+}
+
+TEST_F(SourceFilterTest, GetPagesNamesTheAboutPage) {
+  CAUUID pages{};
+  ASSERT_EQ(filter->GetPages(&pages), S_OK);
+  ASSERT_EQ(pages.cElems, 1u);
+  EXPECT_TRUE(IsEqualGUID(pages.pElems[0], CLSID_FennoriaAboutPage));
+  CoTaskMemFree(pages.pElems);
+}
+
+TEST_F(SourceFilterTest, NewPinStartsWithTheDefaultSettings) {
+  const SourceSettings& s = filter->pin.settings;
+  EXPECT_EQ(s.readMode, 0);
+  EXPECT_EQ(s.title, 1);
+  EXPECT_EQ(s.titleSelector, 1);
+  EXPECT_EQ(s.pgc, 0);
+  EXPECT_EQ(s.audioNumber, 0);
+  EXPECT_STREQ(s.audioFile, "c:/_audio.ac3");
+}
+
+TEST_F(SourceFilterTest, GetMediaTypeOffersOnlyTheProgramStream) {
+  AM_MEDIA_TYPE type{};
+  ASSERT_EQ(filter->pin.GetMediaType(0, &type), S_OK);
+  EXPECT_TRUE(IsEqualGUID(type.majortype, kMediaTypeStream));
+  EXPECT_TRUE(IsEqualGUID(type.subtype, kMediaSubtypeMpeg2Program));
+  EXPECT_EQ(type.cbFormat, 0u);
+  EXPECT_EQ(filter->pin.GetMediaType(1, &type), VFW_S_NO_MORE_ITEMS);
+  EXPECT_EQ(filter->pin.GetMediaType(-1, &type), E_INVALIDARG);
+  EXPECT_EQ(filter->pin.GetMediaType(0, nullptr), E_POINTER);
+}
+
+TEST_F(SourceFilterTest, CheckMediaTypeRefusesOtherSubtypesWithoutReadingTheSettings) {
+  loadSampleDisc();
+  storeSetting("DvdReadMode", 1);
+  EXPECT_EQ(checkStreamType(MEDIASUBTYPE_MPEG1System), S_FALSE);
+  EXPECT_EQ(filter->pin.settings.readMode, 0);
+  EXPECT_EQ(filter->pin.titleReader, nullptr);
+}
+
+TEST_F(SourceFilterTest, CheckMediaTypeWithoutAListFails) {
+  EXPECT_EQ(checkStreamType(kMediaSubtypeMpeg2Program), E_FAIL);
+}
+
+TEST_F(SourceFilterTest, StoredReadModeWinsOverSetReadMode) {
+  loadSampleDisc();
+  storeSetting("DvdReadMode", 1);
+  filter->pin.SetAudioFile(temp.path("audio.ac3").c_str());
+  filter->pin.SetReadMode(0);
+  EXPECT_EQ(checkStreamType(kMediaSubtypeMpeg2Program), S_OK);
+  EXPECT_EQ(filter->pin.GetReadMode(), 1);
+  EXPECT_NE(filter->pin.titleReader, nullptr);
+  filter->pin.Inactive();
+}
+
+TEST_F(SourceFilterTest, ReadModeZeroReadsTheListWithoutTitleReader) {
+  loadSampleDisc();
+  EXPECT_EQ(checkStreamType(kMediaSubtypeMpeg2Program), S_OK);
+  EXPECT_EQ(filter->pin.titleReader, nullptr);
+  EXPECT_EQ(filter->pin.demuxer, nullptr);
+  LONGLONG total = 0, available = 0;
+  EXPECT_EQ(filter->pin.Length(&total, &available), S_OK);
+  EXPECT_EQ(total, filter->fileList.totalLength);
+}
+
+TEST_F(SourceFilterTest, ReadModeOneDemultiplexesTheDefaultAudioToItsFile) {
+  loadSampleDisc();
+  storeSetting("DvdReadMode", 1);
+  storeSetting("DvdTitle", 1);
+  storeSetting("DvdPgc", 0);
+  std::string audio = temp.path("audio.ac3");
+  filter->pin.SetAudioFile(audio.c_str());
+  EXPECT_EQ(checkStreamType(kMediaSubtypeMpeg2Program), S_OK);
+  ASSERT_NE(filter->pin.titleReader, nullptr);
+  EXPECT_NE(filter->pin.demuxer, nullptr);
+  EXPECT_GT(filter->pin.titleReader->getRangeLength(), 0);
+  EXPECT_TRUE(fileExists(audio));
+  filter->pin.Inactive();
+}
+
+TEST_F(SourceFilterTest, ReadModeTwoReadsTheDiscWithoutDemultiplexer) {
+  loadSampleDisc();
+  storeSetting("DvdReadMode", 2);
+  std::string audio = temp.path("audio.ac3");
+  filter->pin.SetAudioFile(audio.c_str());
+  filter->pin.AddSubtitleStream(temp.path("sub0.sup").c_str(), 0);
+  EXPECT_EQ(checkStreamType(kMediaSubtypeMpeg2Program), S_OK);
+  ASSERT_NE(filter->pin.titleReader, nullptr);
+  EXPECT_EQ(filter->pin.demuxer, nullptr);
+  EXPECT_GT(filter->pin.titleReader->getRangeLength(), 0);
+  EXPECT_FALSE(fileExists(audio));
+  EXPECT_FALSE(fileExists(temp.path("sub0.sup")));
+}
+
+TEST_F(SourceFilterTest, OneAudioTrackOnlySelectsTheStreamOfTheReader) {
+  loadSampleDisc();
+  storeSetting("DvdReadMode", 1);
+  std::string audio = temp.path("audio.ac3");
+  std::string track = temp.path("track.ac3");
+  filter->pin.SetAudioFile(audio.c_str());
+  filter->pin.AddAudioStream(track.c_str(), 0, 1);
+  EXPECT_EQ(checkStreamType(kMediaSubtypeMpeg2Program), S_OK);
+  ASSERT_NE(filter->pin.titleReader, nullptr);
+  EXPECT_NE(filter->pin.demuxer, nullptr);
+  EXPECT_EQ(filter->pin.titleReader->audioSelect, 1);
+  EXPECT_EQ(filter->pin.titleReader->audioMode, 0);
+  EXPECT_EQ(filter->pin.titleReader->audioStream, 1);
+  EXPECT_FALSE(fileExists(track));
+  EXPECT_FALSE(fileExists(audio));
+  filter->pin.Inactive();
+}
+
+TEST_F(SourceFilterTest, SubtitleTracksUseKeysFromZero) {
+  loadSampleDisc();
+  storeSetting("DvdReadMode", 1);
+  filter->pin.SetAudioFile(temp.path("audio.ac3").c_str());
+  filter->pin.AddSubtitleStream(temp.path("sub0.sup").c_str(), 0);
+  filter->pin.AddSubtitleStream(temp.path("sub5.sup").c_str(), 5);
+  EXPECT_EQ(checkStreamType(kMediaSubtypeMpeg2Program), S_OK);
+  EXPECT_TRUE(fileExists(temp.path("sub0.sup")));
+  EXPECT_FALSE(fileExists(temp.path("sub5.sup")));  // key 5 is outside 0..1
+  filter->pin.Inactive();
+}
+
+TEST_F(SourceFilterTest, MissingNavigationFilesRaiseAnExceptionFromConfigureSource) {
+  ASSERT_EQ(filter->Load(wide(samplePath("list/clip1.mpg")).c_str(), nullptr), S_OK);
+  filter->pin.SetReadMode(2);
+  AM_MEDIA_TYPE type{};
+  type.majortype = kMediaTypeStream;
+  type.subtype = kMediaSubtypeMpeg2Program;
+  EXPECT_THROW(filter->pin.CheckMediaType(&type), IfoLoadError);
+  // Through COM the exception never leaves the pin: the type is refused.
+  EXPECT_EQ(filter->pin.QueryAccept(&type), S_FALSE);
+}
+
+TEST_F(SourceFilterTest, GetSomeParamReturnsTwoWhateverWasSet) {
+  filter->pin.SetReadMode(5);
+  filter->pin.SetTitle(9);
+  filter->pin.AddAudioStream(nullptr, 2, 3);
+  EXPECT_EQ(filter->pin.GetSomeParam(), 2.0);
+  EXPECT_EQ(filter->GetSomeParam(), 2.0);
+}
+
+TEST_F(SourceFilterTest, ResetSettingsKeepsTheSubtitleTracks) {
+  filter->pin.AddAudioStream("a", 0, 1);
+  filter->pin.AddSubtitleStream("s", 0);
+  filter->pin.SetReadMode(3);
+  filter->pin.ResetSettings();
+  EXPECT_TRUE(filter->pin.audioTracks.empty());
+  EXPECT_EQ(filter->pin.subtitleTracks.size(), 1u);
+  EXPECT_EQ(filter->pin.GetReadMode(), 0);
+}
+
+TEST_F(SourceFilterTest, SetAudioFileKeepsAtMost251Characters) {
+  std::string longPath(400, 'p');
+  filter->pin.SetAudioFile(longPath.c_str());
+  EXPECT_EQ(std::string(filter->pin.settings.audioFile), std::string(251, 'p'));
+}
+
+TEST_F(SourceFilterTest, SourceControlFromTheFilterAndThePinReachTheSameSettings) {
+  filter->SetTitle(4);
+  EXPECT_EQ(filter->pin.settings.title, 4);
+  filter->pin.SetReadMode(2);
+  EXPECT_EQ(filter->GetReadMode(), 2);
+}
+
+TEST_F(SourceFilterTest, SyncReadDeliversTheListAndRefusesTheEnd) {
+  ASSERT_EQ(filter->Load(wide(samplePath("list/clip1.mpg")).c_str(), nullptr), S_OK);
+  ASSERT_EQ(checkStreamType(kMediaSubtypeMpeg2Program), S_OK);
+  BYTE head[4] = {};
+  EXPECT_EQ(filter->pin.SyncRead(0, 4, head), S_OK);
+  EXPECT_EQ(head[0], 0x00);
+  EXPECT_EQ(head[1], 0x00);
+  EXPECT_EQ(head[2], 0x01);
+  EXPECT_EQ(head[3], 0xBA);
+  EXPECT_EQ(filter->pin.SyncRead(filter->fileList.totalLength, 4, head), E_FAIL);
+  EXPECT_EQ(filter->pin.SyncRead(0, 0, head), E_FAIL);
+  EXPECT_EQ(filter->pin.SyncRead(0, 4, nullptr), E_POINTER);
+}
+
+TEST_F(SourceFilterTest, QueuedReadsAreNotImplemented) {
+  IMediaSample* sample = reinterpret_cast<IMediaSample*>(1);
+  DWORD_PTR user = 7;
+  EXPECT_EQ(filter->pin.WaitForNext(0, &sample, &user), E_NOTIMPL);
+  EXPECT_EQ(sample, nullptr);
+  EXPECT_EQ(user, 7u);
+  EXPECT_EQ(filter->pin.RequestAllocator(nullptr, nullptr, nullptr), E_POINTER);
+}
