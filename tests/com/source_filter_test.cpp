@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "com/com_support.h"
 #include "dvdnav/dvd_title_reader.h"
@@ -277,4 +278,106 @@ TEST_F(SourceFilterTest, QueuedReadsAreNotImplemented) {
   EXPECT_EQ(sample, nullptr);
   EXPECT_EQ(user, 7u);
   EXPECT_EQ(filter->pin.RequestAllocator(nullptr, nullptr, nullptr), E_POINTER);
+}
+
+namespace {
+
+// A media sample of the tests: a buffer, times and an actual length.
+class FakeSample : public IMediaSample {
+ public:
+  FakeSample(REFERENCE_TIME start, REFERENCE_TIME stop, long size)
+      : start_(start), stop_(stop), buffer(static_cast<std::size_t>(size)) {}
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+  ULONG STDMETHODCALLTYPE AddRef() override { return 1; }
+  ULONG STDMETHODCALLTYPE Release() override { return 1; }
+  HRESULT STDMETHODCALLTYPE GetPointer(BYTE** data) override {
+    *data = buffer.data();
+    return S_OK;
+  }
+  long STDMETHODCALLTYPE GetSize() override { return static_cast<long>(buffer.size()); }
+  HRESULT STDMETHODCALLTYPE GetTime(REFERENCE_TIME* start, REFERENCE_TIME* stop) override {
+    *start = start_;
+    *stop = stop_;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE SetTime(REFERENCE_TIME*, REFERENCE_TIME*) override { return S_OK; }
+  HRESULT STDMETHODCALLTYPE IsSyncPoint() override { return S_OK; }
+  HRESULT STDMETHODCALLTYPE SetSyncPoint(BOOL) override { return S_OK; }
+  HRESULT STDMETHODCALLTYPE IsPreroll() override { return S_FALSE; }
+  HRESULT STDMETHODCALLTYPE SetPreroll(BOOL) override { return S_OK; }
+  long STDMETHODCALLTYPE GetActualDataLength() override { return actual; }
+  HRESULT STDMETHODCALLTYPE SetActualDataLength(long length) override {
+    actual = length;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE GetMediaType(AM_MEDIA_TYPE** type) override {
+    *type = nullptr;
+    return S_FALSE;
+  }
+  HRESULT STDMETHODCALLTYPE SetMediaType(AM_MEDIA_TYPE*) override { return S_OK; }
+  HRESULT STDMETHODCALLTYPE IsDiscontinuity() override { return S_FALSE; }
+  HRESULT STDMETHODCALLTYPE SetDiscontinuity(BOOL) override { return S_OK; }
+  HRESULT STDMETHODCALLTYPE GetMediaTime(LONGLONG*, LONGLONG*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE SetMediaTime(LONGLONG*, LONGLONG*) override { return E_NOTIMPL; }
+
+  REFERENCE_TIME start_;
+  REFERENCE_TIME stop_;
+  std::vector<BYTE> buffer;
+  long actual = -1;
+};
+
+constexpr REFERENCE_TIME kUnit = 10000000;
+
+}  // namespace
+
+TEST_F(SourceFilterTest, SyncReadAlignedPastTheEndEndsTheStreamForGood) {
+  ASSERT_EQ(filter->Load(wide(samplePath("list/clip2.mpg")).c_str(), nullptr), S_OK);
+  ASSERT_EQ(checkStreamType(kMediaSubtypeMpeg2Program), S_OK);
+  const LONGLONG total = filter->fileList.totalLength;
+  // The list inputer refuses a read that reaches past the end of its files,
+  // so the spanning sample comes back empty and ends the stream.
+  FakeSample tail((total - 100) * kUnit, (total + 924) * kUnit, 1024);
+  EXPECT_EQ(filter->pin.SyncReadAligned(&tail), S_OK);
+  EXPECT_EQ(tail.actual, 0);
+  EXPECT_TRUE(filter->pin.endOfStream);
+  // Every later sample is empty, even one from the start.
+  FakeSample next(0, 1024 * kUnit, 1024);
+  EXPECT_EQ(filter->pin.SyncReadAligned(&next), S_FALSE);
+  EXPECT_EQ(next.actual, 0);
+}
+
+TEST_F(SourceFilterTest, SyncReadAlignedWithoutLengthLeavesTheSampleAlone) {
+  ASSERT_EQ(filter->Load(wide(samplePath("list/clip2.mpg")).c_str(), nullptr), S_OK);
+  ASSERT_EQ(checkStreamType(kMediaSubtypeMpeg2Program), S_OK);
+  FakeSample empty(5 * kUnit, 5 * kUnit, 16);
+  EXPECT_EQ(filter->pin.SyncReadAligned(&empty), S_OK);
+  EXPECT_EQ(empty.actual, -1);
+  // A stop time before the start asks for nothing either.
+  FakeSample backwards(50 * kUnit, 10 * kUnit, 16);
+  EXPECT_EQ(filter->pin.SyncReadAligned(&backwards), S_OK);
+  EXPECT_EQ(backwards.actual, -1);
+  EXPECT_FALSE(filter->pin.endOfStream);
+}
+
+TEST_F(SourceFilterTest, SyncReadAlignedCutsTheRequestToTheSample) {
+  ASSERT_EQ(filter->Load(wide(samplePath("list/clip2.mpg")).c_str(), nullptr), S_OK);
+  ASSERT_EQ(checkStreamType(kMediaSubtypeMpeg2Program), S_OK);
+  FakeSample small(0, 4096 * kUnit, 512);
+  EXPECT_EQ(filter->pin.SyncReadAligned(&small), S_OK);
+  EXPECT_EQ(small.actual, 512);
+  EXPECT_EQ(small.buffer[3], 0xBA);
+}
+
+TEST_F(SourceFilterTest, PersistedPathWithoutTerminatorIsCutToTheField) {
+  IStream* stream = nullptr;
+  ASSERT_EQ(CreateStreamOnHGlobal(nullptr, TRUE, &stream), S_OK);
+  std::string block(24, '\0');
+  block += std::string(252, 'x');
+  ULONG written = 0;
+  stream->Write(block.data(), static_cast<ULONG>(block.size()), &written);
+  LARGE_INTEGER start{};
+  stream->Seek(start, STREAM_SEEK_SET, nullptr);
+  EXPECT_EQ(filter->ReadFromStream(stream), S_OK);
+  EXPECT_EQ(std::string(filter->pin.settings.audioFile), std::string(251, 'x'));
+  stream->Release();
 }
