@@ -74,7 +74,7 @@ class Args {
 bool parseNumber(const std::string& text, std::int64_t* value);
 
 // Where data go: stdout, or a file written as NAME.partial-PID and renamed
-// to NAME by commit(). A file output that was not committed is removed when
+// to NAME by commit() (a device, pipe or symbolic link is written directly). A file output that was not committed is removed when
 // the object goes away.
 class Output {
  public:
@@ -123,6 +123,9 @@ std::string baseName(const std::string& path);
 std::string errnoText();
 bool isDirectory(const std::string& path);
 bool isRegularFile(const std::string& path);
+// A symbolic link, or an existing file that is neither a regular file nor a
+// folder (a device, a pipe): outputs are written to it directly.
+bool isSpecialFile(const std::string& path);
 bool stderrIsTerminal();
 bool stdoutIsTerminal();
 void setBinaryStdout();

@@ -132,6 +132,15 @@ bool isDirectory(const std::string& path) {
   return fs::is_directory(fs::u8path(path), error);
 }
 
+bool isSpecialFile(const std::string& path) {
+  std::error_code error;
+  // A symbolic link is written through, never renamed over (that would
+  // replace the link, and /dev/stdout is one).
+  if (fs::is_symlink(fs::symlink_status(fs::u8path(path), error))) return true;
+  fs::file_status status = fs::status(fs::u8path(path), error);
+  return !error && fs::exists(status) && !fs::is_regular_file(status) && !fs::is_directory(status);
+}
+
 bool isRegularFile(const std::string& path) {
   std::error_code error;
   return fs::is_regular_file(fs::u8path(path), error);
@@ -178,7 +187,8 @@ Output::Output(const std::string& command, const std::string& name, bool textDat
   }
   if (isDirectory(name)) fail(name, "is a folder; -o wants a file name");
   name_ = name;
-  temp_ = temporaryNameFor(name);
+  // A device, a pipe or a symbolic link is written directly, not renamed onto.
+  temp_ = isSpecialFile(name) ? name : temporaryNameFor(name);
   file_ = std::fopen(temp_.c_str(), "wb");
   if (!file_) fail(name, "cannot create the output (" + errnoText() + ")");
 }
@@ -186,7 +196,7 @@ Output::Output(const std::string& command, const std::string& name, bool textDat
 Output::~Output() {
   if (!name_.empty() && !committed_) {
     if (file_) std::fclose(file_);
-    removeQuietly(temp_);
+    if (temp_ != name_) removeQuietly(temp_);
   }
 }
 
@@ -203,10 +213,18 @@ void Output::commit() {
   std::FILE* file = file_;
   file_ = nullptr;
   if (std::fclose(file) != 0) fail(subject, "write failed (" + errnoText() + ")");
-  if (!replaceFile(temp_, name_)) fail(subject, "cannot rename the finished output into place (" +
+  if (temp_ != name_ && !replaceFile(temp_, name_)) fail(subject, "cannot rename the finished output into place (" +
                                                     errnoText() + ")");
   committed_ = true;
 }
+
+namespace {
+void createEmpty(const std::string& name, const std::string& shown) {
+  std::FILE* file = std::fopen(name.c_str(), "wb");
+  if (!file) fail(shown, "cannot create (" + errnoText() + ")");
+  std::fclose(file);
+}
+}  // namespace
 
 OutputSet::~OutputSet() {
   if (!committed_) removeAll();
@@ -216,6 +234,13 @@ std::string OutputSet::add(const std::string& finalName, bool timing) {
   if (isDirectory(finalName)) fail(finalName, "is a folder, not an output file name");
   for (const auto& e : entries_)
     if (e.finalName == finalName) fail(finalName, "named as the output of two streams");
+  if (isSpecialFile(finalName)) {
+    // A device, a pipe or a symbolic link (/dev/null, a FIFO, /dev/stdout)
+    // is written directly, and so is its timing file.
+    entries_.push_back({finalName, finalName, timing});
+    if (timing) createEmpty(timing::timingFileName(finalName), timing::timingFileName(finalName));
+    return finalName;
+  }
   std::string temp = temporaryNameFor(finalName);
   std::FILE* file = std::fopen(temp.c_str(), "wb");
   if (!file) fail(finalName, "cannot create the output (" + errnoText() + ")");
@@ -232,9 +257,10 @@ std::string OutputSet::add(const std::string& finalName, bool timing) {
 
 void OutputSet::commitAll() {
   for (const auto& e : entries_) {
-    if (!replaceFile(e.temp, e.finalName))
+    if (e.temp != e.finalName && !replaceFile(e.temp, e.finalName))
       fail(e.finalName, "cannot rename the finished output into place (" + errnoText() + ")");
-    if (e.timing && !replaceFile(timing::timingFileName(e.temp), timing::timingFileName(e.finalName)))
+    if (e.timing && e.temp != e.finalName &&
+        !replaceFile(timing::timingFileName(e.temp), timing::timingFileName(e.finalName)))
       fail(timing::timingFileName(e.finalName),
            "cannot rename the finished output into place (" + errnoText() + ")");
   }
@@ -243,6 +269,10 @@ void OutputSet::commitAll() {
 
 void OutputSet::removeAll() {
   for (const auto& e : entries_) {
+    if (e.temp == e.finalName) {
+      if (e.timing) removeQuietly(timing::timingFileName(e.temp));
+      continue;
+    }
     removeQuietly(e.temp);
     if (e.timing) removeQuietly(timing::timingFileName(e.temp));
   }

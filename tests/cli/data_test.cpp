@@ -342,3 +342,12 @@ TEST(ToolInfo, TableNamesEveryProgramChainAndStream) {
             std::string::npos)
       << run.out;
 }
+
+// A device or a pipe is written directly (it cannot be renamed onto).
+TEST(ToolDemux, WritesToADeviceDirectly) {
+  Result run = runTool({"demux", kDisc, "--title", "1", "--pgc", "1", "--ac3", "0=/dev/stdout"});
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_TRUE(run.out == readWholeFile(kSamples + "/dvd/refs/vts.1.pgc.1.0x80.ac3"));
+  run = runTool({"dvd", kDisc, "--title", "1", "--pgc", "1", "-o", "/dev/null"});
+  EXPECT_EQ(run.status, 0) << run.err;
+}
