@@ -38,7 +38,7 @@ struct Failure : std::runtime_error {
 [[noreturn]] void usage(const std::string& command, const std::string& what);
 
 // One subcommand's command line, parsed against the options it knows.
-struct OptionSpec {
+struct OptionDef {
   const char* name;   // "--title", "-o"
   const char* alias;  // another spelling, or null
   bool takesValue;
@@ -51,7 +51,7 @@ class Args {
   // repeated single option. "--help"/"-h" sets `help`; "--quiet"/"-q" sets
   // `quiet` for every subcommand.
   Args(const std::string& command, const std::vector<std::string>& argv,
-       const std::vector<OptionSpec>& specs);
+       const std::vector<OptionDef>& options);
 
   bool has(const std::string& name) const { return values_.count(name) != 0; }
   const std::string& value(const std::string& name) const;

@@ -50,7 +50,7 @@ bool parseNumber(const std::string& text, std::int64_t* value) {
 }
 
 Args::Args(const std::string& name, const std::vector<std::string>& argv,
-           const std::vector<OptionSpec>& specs)
+           const std::vector<OptionDef>& options)
     : command(name) {
   bool onlyPositional = false;
   for (std::size_t i = 0; i < argv.size(); ++i) {
@@ -79,13 +79,13 @@ Args::Args(const std::string& name, const std::vector<std::string>& argv,
       arg = arg.substr(0, equals);
       hasInline = true;
     }
-    const OptionSpec* spec = nullptr;
-    for (const auto& s : specs)
-      if (arg == s.name || (s.alias && arg == s.alias)) spec = &s;
-    if (!spec) usage(command, "unknown option " + arg);
-    std::string key = spec->name;
-    if (!spec->repeatable && values_.count(key)) usage(command, key + " given twice");
-    if (spec->takesValue) {
+    const OptionDef* option = nullptr;
+    for (const auto& s : options)
+      if (arg == s.name || (s.alias && arg == s.alias)) option = &s;
+    if (!option) usage(command, "unknown option " + arg);
+    std::string key = option->name;
+    if (!option->repeatable && values_.count(key)) usage(command, key + " given twice");
+    if (option->takesValue) {
       if (!hasInline) {
         if (i + 1 >= argv.size()) usage(command, key + " needs a value");
         inlineValue = argv[++i];
