@@ -343,11 +343,25 @@ TEST(ToolInfo, TableNamesEveryProgramChainAndStream) {
       << run.out;
 }
 
-// A device or a pipe is written directly (it cannot be renamed onto).
-TEST(ToolDemux, WritesToADeviceDirectly) {
-  Result run = runTool({"demux", kDisc, "--title", "1", "--pgc", "1", "--ac3", "0=/dev/stdout"});
+// A symbolic link or a pipe is written through, never renamed onto. The
+// test makes its own link and pipe: were the rule broken, a system device
+// would be replaced.
+TEST(ToolDemux, WritesThroughLinksAndPipes) {
+  ScratchDir dir;
+  std::string target = dir.path("target.ac3");
+  std::string link = dir.path("link.ac3");
+  std::filesystem::create_symlink(target, link);
+  Result run = runTool({"demux", kDisc, "--title", "1", "--pgc", "1", "--ac3", "0=" + link});
   ASSERT_EQ(run.status, 0) << run.err;
-  EXPECT_TRUE(run.out == readWholeFile(kSamples + "/dvd/refs/vts.1.pgc.1.0x80.ac3"));
-  run = runTool({"dvd", kDisc, "--title", "1", "--pgc", "1", "-o", "/dev/null"});
-  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_TRUE(std::filesystem::is_symlink(link));
+  EXPECT_TRUE(readWholeFile(target) == readWholeFile(kSamples + "/dvd/refs/vts.1.pgc.1.0x80.ac3"));
+
+  std::string pipe = dir.path("pipe");
+  std::string copy = dir.path("copy.vob");
+  ASSERT_EQ(runShell("mkfifo " + quote(pipe)).status, 0);
+  run = runShell("cat " + quote(pipe) + " > " + quote(copy) + " & " + quote(toolPath()) +
+                 " dvd " + quote(kDisc) + " --title 1 --pgc 1 -o " + quote(pipe) + "; s=$?; wait; exit $s");
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(std::filesystem::file_size(copy), 190u * 2048);
+  EXPECT_EQ(std::filesystem::status(pipe).type(), std::filesystem::file_type::fifo);
 }
