@@ -68,7 +68,7 @@ HRESULT STDMETHODCALLTYPE SourceFilter::NonDelegatingQueryInterface(REFIID iid, 
   if (IsEqualIID(iid, IID_IPersistStream))
     return dshow::getInterface(static_cast<IPersistStream*>(this), object);
   if (IsEqualIID(iid, IID_ISourceControl))
-    return dshow::getInterface(static_cast<ISourceControl*>(this), object);
+    return dshow::getInterface(static_cast<ISourceControl*>(&pin), object);
   return BaseFilter::NonDelegatingQueryInterface(iid, object);
 }
 

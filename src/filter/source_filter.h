@@ -3,9 +3,11 @@
 // output pin once the list holds a file.
 //
 // One critical section, the filter lock, serialises loading, state changes
-// and every read of the pin. ISourceControl is answered from the filter as
-// well as from the pin; the filter's copy forwards to the pin, so both reach
-// the same settings while each object keeps its own COM identity.
+// and every read of the pin. A client that asks the filter for
+// ISourceControl is handed the pin's own control interface, so the settings
+// can be reached from either object; that interface belongs to the pin (its
+// IUnknown is the pin's), and its references, like all of the pin's, are
+// the filter's.
 #pragma once
 
 #include <windows.h>
@@ -25,8 +27,7 @@
 class SourceFilter : public dshow::BaseFilter,
                      public IFileSourceFilter,
                      public ISpecifyPropertyPages,
-                     public dshow::BasePersistStream,
-                     public ISourceControl {
+                     public dshow::BasePersistStream {
  public:
   // The class factory's creation routine.
   static IUnknown* CreateInstance(IUnknown* outer, HRESULT* result);
@@ -58,21 +59,6 @@ class SourceFilter : public dshow::BaseFilter,
   HRESULT WriteToStream(IStream* stream) override;
   int SizeMax() override { return static_cast<int>(sizeof(SourceSettings)); }
 
-  // ISourceControl, forwarded to the pin.
-  HRESULT STDMETHODCALLTYPE ResetSettings() override { return pin.ResetSettings(); }
-  HRESULT STDMETHODCALLTYPE SetReadMode(int mode) override { return pin.SetReadMode(mode); }
-  int STDMETHODCALLTYPE GetReadMode() override { return pin.GetReadMode(); }
-  HRESULT STDMETHODCALLTYPE SetTitle(int title) override { return pin.SetTitle(title); }
-  HRESULT STDMETHODCALLTYPE SetPgc(int pgc) override { return pin.SetPgc(pgc); }
-  HRESULT STDMETHODCALLTYPE SetAudioStream(int stream) override { return pin.SetAudioStream(stream); }
-  HRESULT STDMETHODCALLTYPE SetAudioFile(const char* path) override { return pin.SetAudioFile(path); }
-  HRESULT STDMETHODCALLTYPE AddAudioStream(const char* file, int streamType, int key) override {
-    return pin.AddAudioStream(file, streamType, key);
-  }
-  HRESULT STDMETHODCALLTYPE AddSubtitleStream(const char* file, int key) override {
-    return pin.AddSubtitleStream(file, key);
-  }
-  double STDMETHODCALLTYPE GetSomeParam() override { return pin.GetSomeParam(); }
 
   // State, in the order the filter keeps it; read by the tests.
   LONG running = 0;

@@ -210,10 +210,41 @@ TEST_F(ComServer, FilterInterfacesFollowTheRulesOfQueryInterface) {
   ASSERT_NE(filter, nullptr);
   EXPECT_EQ(checkQueryInterfaceRules(filter, {IID_IUnknown, IID_IBaseFilter, IID_IMediaFilter,
                                               IID_IPersist, IID_IAMovieSetup, IID_IFileSourceFilter,
-                                              IID_ISpecifyPropertyPages, IID_IPersistStream,
-                                              IID_ISourceControl}),
+                                              IID_ISpecifyPropertyPages, IID_IPersistStream}),
             "");
   EXPECT_EQ(filter->Release(), 0u);
+}
+
+// The filter answers ISourceControl with the pin's own interface: the same
+// pointer the pin gives, whose identity is the pin's, and whose references
+// keep the filter alive.
+TEST_F(ComServer, FilterHandsOutThePinsControlInterface) {
+  IBaseFilter* filter = createFilter();
+  ASSERT_NE(filter, nullptr);
+  IFileSourceFilter* source = nullptr;
+  ASSERT_EQ(filter->QueryInterface(IID_IFileSourceFilter, reinterpret_cast<void**>(&source)), S_OK);
+  ASSERT_EQ(source->Load(wide(samplePath("list/clip1.mpg")).c_str(), nullptr), S_OK);
+  source->Release();
+  IPin* pin = nullptr;
+  ASSERT_EQ(filter->FindPin(L"Output", &pin), S_OK);
+  ISourceControl* fromFilter = nullptr;
+  ISourceControl* fromPin = nullptr;
+  ASSERT_EQ(filter->QueryInterface(IID_ISourceControl, reinterpret_cast<void**>(&fromFilter)), S_OK);
+  ASSERT_EQ(pin->QueryInterface(IID_ISourceControl, reinterpret_cast<void**>(&fromPin)), S_OK);
+  EXPECT_EQ(fromFilter, fromPin);
+  IUnknown* identity = nullptr;
+  IUnknown* pinIdentity = nullptr;
+  ASSERT_EQ(fromFilter->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&identity)), S_OK);
+  ASSERT_EQ(pin->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&pinIdentity)), S_OK);
+  EXPECT_EQ(identity, pinIdentity);
+  identity->Release();
+  pinIdentity->Release();
+  fromPin->Release();
+  pin->Release();
+  EXPECT_EQ(filter->Release(), 1u);  // the control interface still holds it
+  EXPECT_EQ(fromFilter->SetReadMode(0), S_OK);
+  EXPECT_EQ(fromFilter->Release(), 0u);
+  EXPECT_EQ(dllCanUnloadNow(), S_OK);
 }
 
 TEST_F(ComServer, PinInterfacesFollowTheRulesOfQueryInterface) {
