@@ -336,6 +336,7 @@ HRESULT OutputPin::SyncReadAligned(IMediaSample* sample) {
                " read=%d",
                position, reached, reached - position, length, read);
   setStreamPosition(streamPosition() + read);
+  feedPosition();
   if (read == 0) {
     FENNORIA_LOG(LOG_ERROR, 0, "bytesRead=0 ! EOF?");
     sample->SetActualDataLength(0);
@@ -373,6 +374,7 @@ HRESULT OutputPin::SyncRead(LONGLONG position, LONG length, BYTE* buffer) {
   std::int32_t read = 0;
   if (FAILED(ReadStream(buffer, length, &read))) return E_UNEXPECTED;
   setStreamPosition(streamPosition() + read);
+  feedPosition();
   if (read == 0) {
     FENNORIA_LOG(LOG_TRACE, 1, "BytesRead=1");
     return S_FALSE;
@@ -466,6 +468,12 @@ HRESULT OutputPin::DemuxBlock(const BYTE* buffer, std::int32_t count) {
   if (!demuxer) return E_FAIL;
   demuxer->Demultiplex(buffer, count);
   return S_OK;
+}
+
+// The progress window moves with the stream position counter; it only
+// stores the value, which its next tick shows.
+void OutputPin::feedPosition() {
+  if (status) status->setPosition(streamPosition());
 }
 
 void OutputPin::reportCurrentFile() {

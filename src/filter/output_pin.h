@@ -165,6 +165,7 @@ class OutputPin : public dshow::BasePin, public ISourceControl {
   };
 
   void reportCurrentFile();
+  void feedPosition();
   std::int64_t readerPosition() const;
 
   AsyncReader reader_;

@@ -1,0 +1,419 @@
+// The pin's read path from the inside, on the bundled samples: the sticky
+// end of the stream, the DVD carry, the switch back to list mode, the
+// no-reposition rule, the bounds of SyncRead, the shared position counter
+// and what the progress window is fed.
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "com/com_support.h"
+#include "dvdnav/dvd_title_reader.h"
+#include "filter/source_filter.h"
+#include "filter/source_guids.h"
+#include "ui/progress_window.h"
+
+using namespace com_tests;
+
+namespace {
+
+constexpr REFERENCE_TIME kUnit = 10000000;
+
+std::string fileBytes(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// A filter made in this process, its settings key cleared around it.
+class Filter {
+ public:
+  Filter() {
+    HRESULT hr = E_FAIL;
+    unknown_ = SourceFilter::CreateInstance(nullptr, &hr);
+    filter = static_cast<SourceFilter*>(reinterpret_cast<dshow::INonDelegatingUnknown*>(unknown_));
+  }
+  ~Filter() { unknown_->Release(); }
+  HRESULT load(const std::string& path) { return filter->Load(wide(path).c_str(), nullptr); }
+  HRESULT configure() {
+    AM_MEDIA_TYPE type{};
+    type.majortype = kMediaTypeStream;
+    type.subtype = kMediaSubtypeMpeg2Program;
+    return filter->pin.CheckMediaType(&type);
+  }
+  OutputPin& pin() { return filter->pin; }
+  SourceFilter* filter = nullptr;
+
+ private:
+  IUnknown* unknown_ = nullptr;
+};
+
+// A media sample with a buffer of its own.
+class Sample : public IMediaSample {
+ public:
+  Sample(LONGLONG position, LONGLONG length, long size)
+      : start_(position * kUnit), stop_((position + length) * kUnit),
+        buffer(static_cast<std::size_t>(size)) {}
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+  ULONG STDMETHODCALLTYPE AddRef() override { return 1; }
+  ULONG STDMETHODCALLTYPE Release() override { return 1; }
+  HRESULT STDMETHODCALLTYPE GetPointer(BYTE** data) override {
+    *data = buffer.data();
+    return S_OK;
+  }
+  long STDMETHODCALLTYPE GetSize() override { return static_cast<long>(buffer.size()); }
+  HRESULT STDMETHODCALLTYPE GetTime(REFERENCE_TIME* start, REFERENCE_TIME* stop) override {
+    *start = start_;
+    *stop = stop_;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE SetTime(REFERENCE_TIME*, REFERENCE_TIME*) override { return S_OK; }
+  HRESULT STDMETHODCALLTYPE IsSyncPoint() override { return S_OK; }
+  HRESULT STDMETHODCALLTYPE SetSyncPoint(BOOL) override { return S_OK; }
+  HRESULT STDMETHODCALLTYPE IsPreroll() override { return S_FALSE; }
+  HRESULT STDMETHODCALLTYPE SetPreroll(BOOL) override { return S_OK; }
+  long STDMETHODCALLTYPE GetActualDataLength() override { return actual; }
+  HRESULT STDMETHODCALLTYPE SetActualDataLength(long length) override {
+    actual = length;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE GetMediaType(AM_MEDIA_TYPE** type) override {
+    *type = nullptr;
+    return S_FALSE;
+  }
+  HRESULT STDMETHODCALLTYPE SetMediaType(AM_MEDIA_TYPE*) override { return S_OK; }
+  HRESULT STDMETHODCALLTYPE IsDiscontinuity() override { return S_FALSE; }
+  HRESULT STDMETHODCALLTYPE SetDiscontinuity(BOOL) override { return S_OK; }
+  HRESULT STDMETHODCALLTYPE GetMediaTime(LONGLONG*, LONGLONG*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE SetMediaTime(LONGLONG*, LONGLONG*) override { return E_NOTIMPL; }
+  std::string bytes() const {
+    return std::string(reinterpret_cast<const char*>(buffer.data()),
+                       static_cast<std::size_t>(actual < 0 ? 0 : actual));
+  }
+
+  REFERENCE_TIME start_;
+  REFERENCE_TIME stop_;
+  std::vector<BYTE> buffer;
+  long actual = -1;
+};
+
+class ReadPath : public testing::Test {
+ protected:
+  void SetUp() override {
+    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    clearSettings();
+  }
+  void TearDown() override {
+    clearSettings();
+    CoUninitialize();
+  }
+  std::string list() {
+    return temp.write("sample.lst", samplePath("list/clip1.mpg") + "\r\n" +
+                                        samplePath("list/clip2.mpg") + "\r\n" +
+                                        samplePath("list/clip3.mpg") + "\r\n");
+  }
+  std::string joined() {
+    return fileBytes(samplePath("list/clip1.mpg")) + fileBytes(samplePath("list/clip2.mpg")) +
+           fileBytes(samplePath("list/clip3.mpg"));
+  }
+  std::string read(Filter& f, LONGLONG position, LONG length) {
+    std::string out(static_cast<std::size_t>(length), '\0');
+    EXPECT_EQ(f.pin().SyncRead(position, length, reinterpret_cast<BYTE*>(&out[0])), S_OK);
+    return out;
+  }
+  TempFolder temp;
+};
+
+// The program chain that the settings select on the sample disc, and the
+// first title VOB it starts in.
+void selectFirstProgramChain(Filter& f) {
+  storeSetting("DvdReadMode", 2);
+  storeSetting("DvdTitle", 1);
+  storeSetting("DvdPgc", 0);
+  ASSERT_EQ(f.load(samplePath("dvd/VIDEO_TS/VTS_01_1.VOB")), S_OK);
+  ASSERT_EQ(f.configure(), S_OK);
+  ASSERT_NE(f.pin().titleReader, nullptr);
+}
+
+}  // namespace
+
+TEST_F(ReadPath, OutputPinEndOfStreamFlagIsSticky) {
+  Filter f;
+  selectFirstProgramChain(f);
+  LONGLONG total = 0;
+  ASSERT_EQ(f.pin().Length(&total, nullptr), S_OK);
+  ASSERT_GT(total, 4096);
+  // A sample that spans past the end: the short tail, with S_OK.
+  Sample tail(total - 4096, 6144, 6144);
+  EXPECT_EQ(f.pin().SyncReadAligned(&tail), S_OK);
+  EXPECT_EQ(tail.actual, 4096);
+  std::string disc = fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_1.VOB")) +
+                     fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_2.VOB")) +
+                     fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_3.VOB"));
+  const LONGLONG first = LONGLONG(f.pin().titleReader->startBlock) * 2048;
+  EXPECT_EQ(tail.bytes(), disc.substr(static_cast<std::size_t>(first + total - 4096), 4096));
+  EXPECT_TRUE(f.pin().endOfStream);
+  // Then empty samples with S_FALSE, from the start too, after a fresh type
+  // check and after a run.
+  Sample again(total - 4096, 2048, 2048);
+  EXPECT_EQ(f.pin().SyncReadAligned(&again), S_FALSE);
+  EXPECT_EQ(again.actual, 0);
+  Sample start(0, 2048, 2048);
+  EXPECT_EQ(f.pin().SyncReadAligned(&start), S_FALSE);
+  EXPECT_EQ(start.actual, 0);
+  ASSERT_EQ(f.configure(), S_OK);
+  f.filter->Run(0);
+  f.filter->Stop();
+  Sample later(0, 2048, 2048);
+  EXPECT_EQ(f.pin().SyncReadAligned(&later), S_FALSE);
+  EXPECT_EQ(later.actual, 0);
+  // SyncRead does not look at the flag.
+  clearSettings();
+  f.pin().SetReadMode(0);
+  ASSERT_EQ(f.load(list()), S_OK);
+  ASSERT_EQ(f.configure(), S_OK);
+  BYTE head[4] = {};
+  EXPECT_EQ(f.pin().SyncRead(0, 4, head), S_OK);
+}
+
+TEST_F(ReadPath, OutputPinEqualTimesLeaveTheSampleLengthUnchanged) {
+  Filter f;
+  ASSERT_EQ(f.load(list()), S_OK);
+  ASSERT_EQ(f.configure(), S_OK);
+  Sample empty(100, 0, 64);
+  empty.actual = 17;
+  EXPECT_EQ(f.pin().SyncReadAligned(&empty), S_OK);
+  EXPECT_EQ(empty.actual, 17);
+  EXPECT_FALSE(f.pin().endOfStream);
+}
+
+TEST_F(ReadPath, OutputPinRequestLargerThanTheSampleReadsTheSample) {
+  Filter f;
+  ASSERT_EQ(f.load(list()), S_OK);
+  ASSERT_EQ(f.configure(), S_OK);
+  Sample small(116736 - 100, 5000, 300);  // across the first file end
+  EXPECT_EQ(f.pin().SyncReadAligned(&small), S_OK);
+  EXPECT_EQ(small.bytes(), joined().substr(116736 - 100, 300));
+  EXPECT_FALSE(f.pin().endOfStream);
+  EXPECT_EQ(OutputPin::streamPosition(), 116736 - 100 + 300);
+}
+
+TEST_F(ReadPath, OutputPinSyncReadAtTotalLengthFails) {
+  Filter f;
+  ASSERT_EQ(f.load(list()), S_OK);
+  ASSERT_EQ(f.configure(), S_OK);
+  const LONGLONG total = f.filter->fileList.totalLength;
+  BYTE block[8] = {};
+  EXPECT_EQ(f.pin().SyncRead(total, 1, block), E_FAIL);
+  EXPECT_EQ(f.pin().SyncRead(total - 1, 1, block), S_OK);
+  EXPECT_EQ(block[0], static_cast<BYTE>(joined().back()));
+}
+
+TEST_F(ReadPath, OutputPinSyncReadOfLengthZeroFails) {
+  Filter f;
+  ASSERT_EQ(f.load(list()), S_OK);
+  ASSERT_EQ(f.configure(), S_OK);
+  BYTE block[8] = {};
+  EXPECT_EQ(f.pin().SyncRead(0, 0, block), E_FAIL);
+  EXPECT_EQ(f.pin().SyncRead(0, -1, block), E_FAIL);
+  EXPECT_EQ(f.pin().SyncRead(-1, 1, block), E_FAIL);
+}
+
+TEST_F(ReadPath, OutputPinSyncReadBoundsAreMeasuredFromTheInputersPosition) {
+  Filter f;
+  ASSERT_EQ(f.load(list()), S_OK);
+  ASSERT_EQ(f.configure(), S_OK);
+  const LONG total = static_cast<LONG>(f.filter->fileList.totalLength);
+  read(f, 0, 200000);
+  // From position 0 the whole rest would fit, but the inputer stands at
+  // 200,000: the bound is what is left from there.
+  BYTE* buffer = new BYTE[static_cast<std::size_t>(total)];
+  EXPECT_EQ(f.pin().SyncRead(0, total - 200000 + 1, buffer), E_FAIL);
+  EXPECT_EQ(f.pin().SyncRead(0, total - 200000, buffer), S_OK);
+  EXPECT_EQ(std::string(reinterpret_cast<char*>(buffer), static_cast<std::size_t>(total - 200000)),
+            joined().substr(0, static_cast<std::size_t>(total - 200000)));
+  delete[] buffer;
+}
+
+TEST_F(ReadPath, OutputPinDvdCarryOf1000Then100Bytes) {
+  Filter f;
+  selectFirstProgramChain(f);
+  const std::string vob = fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_1.VOB"));
+  const std::size_t first = static_cast<std::size_t>(f.pin().titleReader->startBlock) * 2048;
+  EXPECT_EQ(read(f, 0, 1000), vob.substr(first, 1000));
+  EXPECT_EQ(f.pin().carryOffset, 1000);
+  EXPECT_EQ(read(f, 1000, 100), vob.substr(first + 1000, 100));
+  EXPECT_EQ(f.pin().carryOffset, 0);
+  // The rest of sector 0 was dropped: the next read starts with sector 1.
+  EXPECT_EQ(read(f, 1100, 16), vob.substr(first + 2048, 16));
+  EXPECT_EQ(f.pin().carryOffset, 16);
+}
+
+// The sample disc has no program chain without sectors; the second chain's
+// range is narrowed to nothing in the reader, as an empty chain leaves it.
+void selectEmptyChain(Filter& f) {
+  ASSERT_EQ(f.load(samplePath("dvd/VIDEO_TS/VTS_01_1.VOB")), S_OK);
+  storeSetting("DvdTitle", 1);
+  storeSetting("DvdPgc", 1);
+  ASSERT_EQ(f.configure(), S_OK);
+  ASSERT_NE(f.pin().titleReader, nullptr);
+  ASSERT_GT(f.pin().titleReader->startBlock, 0);
+  f.pin().titleReader->endBlock = f.pin().titleReader->startBlock;
+  ASSERT_EQ(f.pin().titleReader->getRangeLength(), 0);
+}
+
+TEST_F(ReadPath, OutputPinLengthSwitchesToListModeForAnEmptyChain) {
+  Filter f;
+  f.pin().SetReadMode(2);  // DVD mode, with no "DvdReadMode" stored
+  selectEmptyChain(f);
+  LONGLONG total = -1, available = -1;
+  EXPECT_EQ(f.pin().Length(&total, &available), S_OK);
+  EXPECT_EQ(f.pin().GetReadMode(), 0);
+  EXPECT_EQ(f.pin().titleReader, nullptr);
+  EXPECT_EQ(total, static_cast<LONGLONG>(fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_1.VOB")).size()));
+  EXPECT_EQ(available, total);
+  // List mode from now on: the file's own bytes.
+  EXPECT_EQ(read(f, 0, 16), fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_1.VOB")).substr(0, 16));
+}
+
+TEST_F(ReadPath, OutputPinLengthKeepsDvdModeWhenTheReadModeIsStored) {
+  Filter f;
+  storeSetting("DvdReadMode", 2);
+  selectEmptyChain(f);
+  LONGLONG total = -1;
+  EXPECT_EQ(f.pin().Length(&total, nullptr), S_OK);
+  // The stored value wins: DVD mode again (a fresh reader on the chain),
+  // and the total is the inputer's all the same.
+  EXPECT_EQ(f.pin().GetReadMode(), 2);
+  EXPECT_NE(f.pin().titleReader, nullptr);
+  EXPECT_EQ(total, f.filter->fileList.totalLength);
+}
+
+TEST_F(ReadPath, OutputPinConsecutiveReadDoesNotReposition) {
+  Filter f;
+  ASSERT_EQ(f.load(list()), S_OK);
+  ASSERT_EQ(f.configure(), S_OK);
+  const std::string all = joined();
+  EXPECT_EQ(read(f, 0, 1000), all.substr(0, 1000));
+  EXPECT_EQ(OutputPin::streamPosition(), 1000);
+  // Move the inputer behind the pin's back: a read at the counter's
+  // position does not seek, so it continues from where the inputer stands.
+  f.filter->inputer.seek(130000);
+  EXPECT_EQ(read(f, 1000, 100), all.substr(130000, 100));
+  EXPECT_EQ(OutputPin::streamPosition(), 1100);
+  // Any other position seeks.
+  EXPECT_EQ(read(f, 5000, 100), all.substr(5000, 100));
+}
+
+TEST_F(ReadPath, OutputPinCounterIsSharedByTwoFilters) {
+  Filter a, b;
+  ASSERT_EQ(a.load(list()), S_OK);
+  ASSERT_EQ(b.load(list()), S_OK);
+  ASSERT_EQ(a.configure(), S_OK);
+  ASSERT_EQ(b.configure(), S_OK);
+  const std::string all = joined();
+  EXPECT_EQ(read(a, 0, 1000), all.substr(0, 1000));
+  // The counter says 1000 after a's read, so b, whose inputer is still at
+  // 0, is not moved: it delivers its bytes from 0. One counter per process.
+  EXPECT_EQ(read(b, 1000, 100), all.substr(0, 100));
+  EXPECT_EQ(OutputPin::streamPosition(), 1100);
+  // Each pin feeds its progress window from the one counter.
+  auto* windowA = static_cast<ProgressWindow*>(a.filter->statusObject.get());
+  auto* windowB = static_cast<ProgressWindow*>(b.filter->statusObject.get());
+  EXPECT_EQ(windowA->model.position, 1000);
+  EXPECT_EQ(windowB->model.position, 1100);
+}
+
+namespace {
+struct Reader {
+  Filter* filter;
+  LONG chunk;
+  int failures = 0;
+  std::string data;
+  HRESULT firstFailure = S_OK;
+  LONGLONG failedAt = -1;
+};
+DWORD WINAPI readAll(void* context) {
+  auto* r = static_cast<Reader*>(context);
+  const LONGLONG total = r->filter->filter->fileList.totalLength;
+  std::vector<BYTE> buffer(static_cast<std::size_t>(r->chunk));
+  for (LONGLONG p = 0; p < total; p += r->chunk) {
+    LONG n = static_cast<LONG>(std::min<LONGLONG>(r->chunk, total - p));
+    HRESULT hr = r->filter->pin().SyncRead(p, n, buffer.data());
+    if (hr != S_OK && r->failures++ == 0) {
+      r->firstFailure = hr;
+      r->failedAt = p * 1000000 + r->filter->filter->inputer.position;
+    }
+    r->data.append(reinterpret_cast<char*>(buffer.data()), static_cast<std::size_t>(n));
+  }
+  return 0;
+}
+}  // namespace
+
+TEST_F(ReadPath, OutputPinTwoFiltersReadingAtOnceDeliverTheirStreams) {
+  Filter a, b;
+  ASSERT_EQ(a.load(list()), S_OK);
+  ASSERT_EQ(b.load(list()), S_OK);
+  ASSERT_EQ(a.configure(), S_OK);
+  ASSERT_EQ(b.configure(), S_OK);
+  // Sequential readers always ask where their own inputer stands, so the
+  // shared counter never keeps one of them from its bytes.
+  for (int round = 0; round < 5; ++round) {
+    // The bound of SyncRead is measured from where the inputer stands, so
+    // every round starts the inputers at 0 again.
+    a.filter->inputer.seek(0);
+    b.filter->inputer.seek(0);
+    Reader ra{&a, 3000 + round * 777, 0, {}, S_OK, -1}, rb{&b, 5000 + round * 1234, 0, {}, S_OK, -1};
+    HANDLE ta = CreateThread(nullptr, 0, readAll, &ra, 0, nullptr);
+    HANDLE tb = CreateThread(nullptr, 0, readAll, &rb, 0, nullptr);
+    HANDLE both[2] = {ta, tb};
+    ASSERT_EQ(WaitForMultipleObjects(2, both, TRUE, 60000), WAIT_OBJECT_0);
+    CloseHandle(ta);
+    CloseHandle(tb);
+    EXPECT_EQ(ra.failures, 0) << std::hex << ra.firstFailure << std::dec << " at " << ra.failedAt;
+    EXPECT_EQ(rb.failures, 0) << std::hex << rb.firstFailure << std::dec << " at " << rb.failedAt;
+    EXPECT_TRUE(ra.data == joined());
+    EXPECT_TRUE(rb.data == joined());
+  }
+}
+
+TEST_F(ReadPath, ProgressCurrentFileFollowsTheFileBeingRead) {
+  Filter f;
+  const std::string listName = list();
+  ASSERT_EQ(f.load(listName), S_OK);
+  ASSERT_EQ(f.configure(), S_OK);
+  ASSERT_EQ(f.filter->Run(0), S_OK);
+  auto* window = static_cast<ProgressWindow*>(f.filter->statusObject.get());
+  EXPECT_EQ(window->model.batchFile.value_or(""), listName);
+  const LONGLONG total = f.filter->fileList.totalLength;
+  EXPECT_EQ(window->model.totalLength, total);
+  const std::vector<std::string> names = {samplePath("list/clip1.mpg"),
+                                          samplePath("list/clip2.mpg"),
+                                          samplePath("list/clip3.mpg")};
+  const LONGLONG ends[3] = {116736, 116736 + 63488, 116736 + 63488 + 174080};
+  std::vector<std::string> seen;
+  for (LONGLONG p = 0; p < total; p += 10000) {
+    LONG n = static_cast<LONG>(std::min<LONGLONG>(10000, total - p));
+    read(f, p, n);
+    // The file that holds the last byte read.
+    std::size_t file = 0;
+    while (p + n > ends[file]) ++file;
+    ASSERT_TRUE(window->model.currentFile.has_value());
+    EXPECT_EQ(*window->model.currentFile, names[file]) << "after reading to " << p + n;
+    EXPECT_EQ(window->model.position, p + n);
+    if (seen.empty() || seen.back() != *window->model.currentFile)
+      seen.push_back(*window->model.currentFile);
+  }
+  EXPECT_EQ(seen, names);
+  // An aligned read across a file end reports the new file too.
+  f.pin().lastReportedFile = -1;
+  Sample across(ends[1] - 10, 20, 20);
+  EXPECT_EQ(f.pin().SyncReadAligned(&across), S_OK);
+  EXPECT_EQ(window->model.currentFile.value_or(""), names[2]);
+  ASSERT_EQ(f.filter->Stop(), S_OK);
+  EXPECT_FALSE(window->model.batchFile.has_value());
+  EXPECT_EQ(window->timerId, 0u);
+}
