@@ -146,7 +146,8 @@ void PullSink::pull() {
         break;
       }
       if (hr != S_OK && failure == S_OK) failure = hr;
-      if (got > 0) data.append(reinterpret_cast<char*>(bytes), static_cast<std::size_t>(got));
+      if (got > 0 && keepData) data.append(reinterpret_cast<char*>(bytes), static_cast<std::size_t>(got));
+      if (got > 0) delivered += got;
       sample->Release();
       if (got <= 0 || hr != S_OK) break;
       position += got;
@@ -163,7 +164,8 @@ void PullSink::pull() {
         if (failure == S_OK) failure = hr;
         break;
       }
-      data.append(reinterpret_cast<char*>(buffer.data()), static_cast<std::size_t>(length));
+      if (keepData) data.append(reinterpret_cast<char*>(buffer.data()), static_cast<std::size_t>(length));
+      delivered += length;
       position += length;
       if (afterRead) afterRead(afterReadContext, position);
     }

@@ -60,6 +60,8 @@ class PullSink : public dshow::BaseFilter {
   HRESULT lengthResult = E_FAIL;
   LONGLONG total = -1;
   std::string data;
+  bool keepData = true;  // false: only count the bytes (benchmarks)
+  long long delivered = 0;
   long calls = 0;
   HRESULT failure = S_OK;  // the first unexpected result, S_OK if none
   HRESULT endResult = E_FAIL;  // one more read past the end
