@@ -417,3 +417,11 @@ TEST_F(ReadPath, ProgressCurrentFileFollowsTheFileBeingRead) {
   EXPECT_FALSE(window->model.batchFile.has_value());
   EXPECT_EQ(window->timerId, 0u);
 }
+
+TEST_F(ReadPath, OutputPinRequestWithoutASampleIsRefused) {
+  Filter f;
+  EXPECT_EQ(f.pin().Request(nullptr, 0), E_POINTER);
+  Sample sample(0, 16, 16);
+  EXPECT_EQ(f.pin().Request(&sample, 0), E_NOTIMPL);
+  EXPECT_EQ(sample.actual, -1);
+}
