@@ -45,12 +45,14 @@ OutputPin::OutputPin(dshow::BaseFilter* filter, CRITICAL_SECTION* lock, Multiple
       reader_(*this),
       navigationLog_(navigationSink) {
   InitializeCriticalSection(&ownLock);
+  finishedEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
   ResetSettings();
 }
 
 OutputPin::~OutputPin() {
   if (demuxer) demuxer->CloseAll();
   DeleteCriticalSection(&ownLock);
+  if (finishedEvent) CloseHandle(finishedEvent);
 }
 
 HRESULT OutputPin::NonDelegatingQueryInterface(REFIID iid, void** object) {
@@ -103,6 +105,8 @@ HRESULT OutputPin::Inactive() {
 }
 
 HRESULT OutputPin::ConfigureSource() {
+  standardReads = ReadSettingInt(kSettingsKeyPath, "StandardReads", 0) == 1;
+  demuxedUpTo = 0;
   settings.readMode = ReadSettingInt(kSettingsKeyPath, "DvdReadMode", settings.readMode);
 
   if (settings.readMode == 0) {
@@ -265,7 +269,8 @@ HRESULT OutputPin::RequestAllocator(IMemAllocator* preferred, ALLOCATOR_PROPERTI
   return S_OK;
 }
 
-HRESULT OutputPin::Request(IMediaSample* sample, DWORD_PTR) {
+HRESULT OutputPin::Request(IMediaSample* sample, DWORD_PTR user) {
+  if (standardReads) return standardRequest(sample, user);
   if (!sample) return E_POINTER;
   REFERENCE_TIME start = 0, stop = 0;
   HRESULT hr = sample->GetTime(&start, &stop);
@@ -280,7 +285,8 @@ HRESULT OutputPin::Request(IMediaSample* sample, DWORD_PTR) {
   return E_NOTIMPL;
 }
 
-HRESULT OutputPin::WaitForNext(DWORD timeout, IMediaSample** sample, DWORD_PTR*) {
+HRESULT OutputPin::WaitForNext(DWORD timeout, IMediaSample** sample, DWORD_PTR* user) {
+  if (standardReads) return standardWaitForNext(timeout, sample, user);
   FENNORIA_LOG(LOG_TRACE, 1, "WaitForNext timeout=%d", static_cast<int>(timeout));
   if (sample) *sample = nullptr;
   return E_NOTIMPL;
@@ -292,6 +298,7 @@ std::int64_t OutputPin::readerPosition() const {
 }
 
 HRESULT OutputPin::SyncReadAligned(IMediaSample* sample) {
+  if (standardReads) return standardSyncReadAligned(sample);
   if (!sample) return E_POINTER;
   Locked hold(filterLock);
   if (endOfStream) {
@@ -359,6 +366,7 @@ HRESULT OutputPin::SyncReadAligned(IMediaSample* sample) {
 }
 
 HRESULT OutputPin::SyncRead(LONGLONG position, LONG length, BYTE* buffer) {
+  if (standardReads) return standardSyncRead(position, length, buffer);
   FENNORIA_LOG(LOG_TRACE, 2, "SyncRead pos=%" PRId64 " length=%d", static_cast<std::int64_t>(position),
                static_cast<int>(length));
   if (length == 0) return E_FAIL;
@@ -409,7 +417,11 @@ HRESULT OutputPin::Length(LONGLONG* total, LONGLONG* available) {
       }
     }
   }
-  if (available) {
+  if (available && standardReads) {
+    // Every byte of the stream can be read at once.
+    std::int64_t length = StandardLength();
+    *available = length < 0 ? 0 : length;
+  } else if (available) {
     if (!titleReader)
       *available = inputer ? inputer->totalLength - inputer->position : 0;
     else
@@ -484,4 +496,186 @@ void OutputPin::reportCurrentFile() {
     name = list->names[inputer->fileIndex];
   if (status) status->setCurrentFile(name);
   lastReportedFile = inputer->fileIndex;
+}
+
+// ---- Standard reads ----
+
+namespace {
+
+// Makes the 2,048-byte pack at `pack` a padding pack: its pack header stays,
+// one padding packet (stream id 0xBE) of 0xFF bytes fills the rest.
+void makePaddingPack(BYTE* pack) {
+  std::int32_t header = 14 + (pack[13] & 7);
+  BYTE* pes = pack + header;
+  std::int32_t payload = kSectorSize - header - 6;
+  pes[0] = 0x00;
+  pes[1] = 0x00;
+  pes[2] = 0x01;
+  pes[3] = 0xBE;
+  pes[4] = static_cast<BYTE>(payload >> 8);
+  pes[5] = static_cast<BYTE>(payload & 0xFF);
+  std::memset(pes + 6, 0xFF, static_cast<std::size_t>(payload));
+}
+
+}  // namespace
+
+std::int64_t OutputPin::StandardLength() {
+  Locked hold(filterLock);
+  if (titleReader) return titleReader->getRangeLength();
+  return inputer ? inputer->totalLength : -1;
+}
+
+std::int64_t OutputPin::ReadAt(std::int64_t position, std::int32_t length, BYTE* buffer) {
+  Locked hold(filterLock);
+  std::int64_t total = StandardLength();
+  if (position < 0 || total < 0 || position >= total) return -1;
+  if (length <= 0) return 0;
+  std::int32_t wanted = static_cast<std::int32_t>(std::min<std::int64_t>(length, total - position));
+  std::int32_t done = 0;
+  if (!titleReader) {
+    if (!inputer) return -1;
+    // seek answers 0 when already there, else an offset inside a file.
+    if (inputer->seek(position) < 0 || inputer->position != position) {
+      FENNORIA_LOG(LOG_ERROR, 0, "Standard read: seek to %" PRId64 " reached %" PRId64, position,
+                   inputer->position);
+      return 0;
+    }
+    while (done < wanted) {
+      std::int64_t got = inputer->readBlock(buffer + done, wanted - done);
+      if (got <= 0) break;
+      done += static_cast<std::int32_t>(got);
+    }
+  } else {
+    // Sector by sector: byte p is byte p mod 2048 of sector p / 2048 of the
+    // range; a pack the audio choice drops becomes a padding pack in place.
+    while (done < wanted) {
+      std::int64_t at = position + done;
+      std::int64_t sectorStart = at - at % kSectorSize;
+      titleReader->seekRange(sectorStart);
+      if (titleReader->getRangePosition() != sectorStart) break;
+      std::int32_t got = 0;
+      while (got < kSectorSize) {
+        std::int32_t n = titleReader->readRange(sectorBuffer + got, kSectorSize - got);
+        if (n <= 0) break;
+        got += n;
+      }
+      if (got < kSectorSize) break;
+      if (titleReader->audioSelect >= 0 && !titleReader->checkPacks(sectorBuffer, 1))
+        makePaddingPack(sectorBuffer);
+      std::int32_t offset = static_cast<std::int32_t>(at - sectorStart);
+      std::int32_t take = std::min(kSectorSize - offset, wanted - done);
+      std::memcpy(buffer + done, sectorBuffer + offset, static_cast<std::size_t>(take));
+      done += take;
+    }
+  }
+  if (done < wanted)
+    FENNORIA_LOG(LOG_ERROR, 0, "Standard read: %d of %d bytes at %" PRId64, done, wanted, position);
+  setStreamPosition(position + done);
+  feedPosition();
+  // The demultiplexer only takes the stream in order.
+  if (demuxer && done > 0 && position == demuxedUpTo) {
+    DemuxBlock(buffer, done);
+    demuxedUpTo = position + done;
+  }
+  if (!titleReader) reportCurrentFile();
+  return done;
+}
+
+HRESULT OutputPin::standardSyncRead(LONGLONG position, LONG length, BYTE* buffer) {
+  FENNORIA_LOG(LOG_TRACE, 2, "SyncRead pos=%" PRId64 " length=%d (standard)",
+               static_cast<std::int64_t>(position), static_cast<int>(length));
+  if (!buffer) return E_POINTER;
+  if (length < 0) return E_INVALIDARG;
+  std::int64_t read = ReadAt(position, length, buffer);
+  if (read < 0) {
+    FENNORIA_LOG(LOG_ERROR, 0, "SyncRead: position %" PRId64 " is outside the stream",
+                 static_cast<std::int64_t>(position));
+    return E_FAIL;
+  }
+  return read == length ? S_OK : S_FALSE;
+}
+
+HRESULT OutputPin::standardSyncReadAligned(IMediaSample* sample) {
+  if (!sample) return E_POINTER;
+  REFERENCE_TIME start = 0, stop = 0;
+  HRESULT hr = sample->GetTime(&start, &stop);
+  if (FAILED(hr)) return hr;
+  BYTE* buffer = nullptr;
+  hr = sample->GetPointer(&buffer);
+  if (FAILED(hr)) return hr;
+  std::int64_t position = start / kUnitsPerByte;
+  std::int64_t length = (stop - start) / kUnitsPerByte;
+  long size = sample->GetSize();
+  if (length > size) length = size;
+  if (length < 0) length = 0;
+  std::int64_t read = ReadAt(position, static_cast<std::int32_t>(length), buffer);
+  if (read < 0) {
+    FENNORIA_LOG(LOG_ERROR, 0, "SyncReadAligned: position %" PRId64 " is outside the stream",
+                 position);
+    sample->SetActualDataLength(0);
+    return S_FALSE;
+  }
+  sample->SetActualDataLength(static_cast<long>(read));
+  return read == length ? S_OK : S_FALSE;
+}
+
+HRESULT OutputPin::standardRequest(IMediaSample* sample, DWORD_PTR user) {
+  if (!sample) return E_POINTER;
+  {
+    Locked hold(filterLock);
+    if (flushing) return VFW_E_WRONG_STATE;
+  }
+  // The read happens now, on the caller's thread; a failed read still
+  // queues the sample, with nothing in it.
+  HRESULT hr = standardSyncReadAligned(sample);
+  if (FAILED(hr)) return hr;
+  Locked hold(filterLock);
+  if (flushing) return VFW_E_WRONG_STATE;
+  finished.emplace_back(sample, user);
+  SetEvent(finishedEvent);
+  return S_OK;
+}
+
+HRESULT OutputPin::standardWaitForNext(DWORD timeout, IMediaSample** sample, DWORD_PTR* user) {
+  if (!sample) return E_POINTER;
+  *sample = nullptr;
+  if (user) *user = 0;
+  DWORD begin = GetTickCount();
+  for (;;) {
+    {
+      Locked hold(filterLock);
+      if (!finished.empty()) {
+        *sample = finished.front().first;
+        if (user) *user = finished.front().second;
+        finished.pop_front();
+        if (finished.empty() && !flushing) ResetEvent(finishedEvent);
+        // While flushing, the samples still queued go back with the error.
+        return flushing ? VFW_E_WRONG_STATE : S_OK;
+      }
+      if (flushing) return VFW_E_WRONG_STATE;
+    }
+    DWORD waited = GetTickCount() - begin;
+    if (timeout != INFINITE && waited >= timeout) return VFW_E_TIMEOUT;
+    DWORD left = timeout == INFINITE ? INFINITE : timeout - waited;
+    if (WaitForSingleObject(finishedEvent, left) == WAIT_TIMEOUT) {
+      Locked hold(filterLock);
+      if (finished.empty() && !flushing) return VFW_E_TIMEOUT;
+    }
+  }
+}
+
+HRESULT OutputPin::ReaderBeginFlush() {
+  if (!standardReads) return S_OK;
+  Locked hold(filterLock);
+  flushing = true;
+  SetEvent(finishedEvent);
+  return S_OK;
+}
+
+HRESULT OutputPin::ReaderEndFlush() {
+  if (!standardReads) return S_OK;
+  Locked hold(filterLock);
+  flushing = false;
+  if (finished.empty()) ResetEvent(finishedEvent);
+  return S_OK;
 }

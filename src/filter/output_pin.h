@@ -19,6 +19,8 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <deque>
+#include <utility>
 
 #include "demux/stream.h"
 #include "dshow/base_pin.h"
@@ -104,6 +106,18 @@ class OutputPin : public dshow::BasePin, public ISourceControl {
   HRESULT SyncRead(LONGLONG position, LONG length, BYTE* buffer);
   HRESULT Length(LONGLONG* total, LONGLONG* available);
 
+  // IAsyncReader's flush (the sub-object calls these); they only act in
+  // standard reads.
+  HRESULT ReaderBeginFlush();
+  HRESULT ReaderEndFlush();
+
+  // Standard reads: the bytes [position, position + length) of the stream,
+  // cut at its end, whatever was read before; the count read, or -1 when the
+  // position is outside the stream. Takes the filter lock.
+  std::int64_t ReadAt(std::int64_t position, std::int32_t length, BYTE* buffer);
+  // The stream's length in standard reads (no switch of modes); -1 if none.
+  std::int64_t StandardLength();
+
   // Pin-internal steps of the read path, called under the filter lock.
   HRESULT SeekStream(std::int64_t position);
   HRESULT ReadStream(BYTE* buffer, std::int32_t length, std::int32_t* bytesRead);
@@ -127,6 +141,17 @@ class OutputPin : public dshow::BasePin, public ISourceControl {
   std::int32_t carryOffset = 0;
   std::map<std::int32_t, std::unique_ptr<AudioTrack>> audioTracks;
   std::map<std::int32_t, std::unique_ptr<SubtitleTrack>> subtitleTracks;
+  // The "StandardReads" setting (1: serve random-access parsers), read by
+  // ConfigureSource.
+  bool standardReads = false;
+  // Standard reads: the finished requests, the flush state, and the event
+  // that is set while a request is finished or a flush is on.
+  std::deque<std::pair<IMediaSample*, DWORD_PTR>> finished;
+  bool flushing = false;
+  HANDLE finishedEvent = nullptr;
+  // Standard reads: where the demultiplexer was fed up to (it only takes
+  // reads that continue from there).
+  std::int64_t demuxedUpTo = 0;
 
  private:
   class AsyncReader : public IAsyncReader {
@@ -156,9 +181,9 @@ class OutputPin : public dshow::BasePin, public ISourceControl {
       return pin_.SyncRead(position, length, buffer);
     }
     HRESULT STDMETHODCALLTYPE Length(LONGLONG* total, LONGLONG* available) override;
-    // The reader has no queue to flush.
-    HRESULT STDMETHODCALLTYPE BeginFlush() override { return S_OK; }
-    HRESULT STDMETHODCALLTYPE EndFlush() override { return S_OK; }
+    // Without standard reads the reader has no queue to flush.
+    HRESULT STDMETHODCALLTYPE BeginFlush() override { return pin_.ReaderBeginFlush(); }
+    HRESULT STDMETHODCALLTYPE EndFlush() override { return pin_.ReaderEndFlush(); }
 
    private:
     OutputPin& pin_;
@@ -167,6 +192,10 @@ class OutputPin : public dshow::BasePin, public ISourceControl {
   void reportCurrentFile();
   void feedPosition();
   std::int64_t readerPosition() const;
+  HRESULT standardRequest(IMediaSample* sample, DWORD_PTR user);
+  HRESULT standardWaitForNext(DWORD timeout, IMediaSample** sample, DWORD_PTR* user);
+  HRESULT standardSyncReadAligned(IMediaSample* sample);
+  HRESULT standardSyncRead(LONGLONG position, LONG length, BYTE* buffer);
 
   AsyncReader reader_;
   mpdx::LogCallback navigationLog_;
