@@ -32,8 +32,10 @@ const char* kHelp =
     "  DvdTitle      DVD title set number\n"
     "  DvdPgc        program chain number (0 is the first)\n"
     "  DvdAudio      audio stream number\n"
+    "  ShowProgress  0 keeps the progress window hidden while the graph runs\n"
+    "  StandardReads 1 serves parsers that read at any position (see the README)\n"
     "The debug log's values (machine-wide), named log.MODULE.VALUE, with MODULE\n"
-    "GLOBAL or a module's file name (fennoria.ax) and VALUE one of TIMING, TRACE,\n"
+    "GLOBAL or a module's file name (fennoria.dll) and VALUE one of TIMING, TRACE,\n"
     "MEMORY, LOCKING, ERROR, CUSTOM1 to CUSTOM5, TIMEOUT (numbers) or LogToFile\n"
     "(a text: Console, Debugger, or a file's path).\n"
     "\n"
@@ -44,14 +46,15 @@ const char* kHelp =
     "examples:\n"
     "  fennoria config set DvdReadMode 2\n"
     "  fennoria config get DvdTitle\n"
-    "  fennoria config set log.fennoria.ax.TRACE 2\n"
-    "  fennoria config set log.fennoria.ax.LogToFile /tmp/fennoria.log\n"
+    "  fennoria config set log.fennoria.dll.TRACE 2\n"
+    "  fennoria config set log.fennoria.dll.LogToFile /tmp/fennoria.log\n"
     "  fennoria config unset DvdPgc\n";
 
 const char* kLogRoot = "SOFTWARE\\DebugOrmelund";
 const char* kCategories[] = {"TIMING",  "TRACE",   "MEMORY",  "LOCKING", "ERROR",   "CUSTOM1",
                              "CUSTOM2", "CUSTOM3", "CUSTOM4", "CUSTOM5", "TIMEOUT"};
-const char* kFilterValues[] = {"DvdReadMode", "DvdTitle", "DvdPgc", "DvdAudio"};
+const char* kFilterValues[] = {"DvdReadMode", "DvdTitle",     "DvdPgc",
+                               "DvdAudio",    "ShowProgress", "StandardReads"};
 
 bool sameText(const std::string& a, const std::string& b) {
   if (a.size() != b.size()) return false;
@@ -85,7 +88,8 @@ Setting resolve(const std::string& name) {
     }
   }
   usage("config", "unknown setting '" + name +
-                      "' (DvdReadMode, DvdTitle, DvdPgc, DvdAudio or log.MODULE.VALUE)");
+                      "' (DvdReadMode, DvdTitle, DvdPgc, DvdAudio, ShowProgress, StandardReads or "
+                      "log.MODULE.VALUE)");
 }
 
 std::string hiveName(platform::Hive hive) {
@@ -209,7 +213,7 @@ int runConfig(const std::vector<std::string>& argv) {
   if (action == "list") {
     if (operands != 0) usage("config", "list takes no name");
     std::vector<std::string> names(std::begin(kFilterValues), std::end(kFilterValues));
-    for (const char* module : {"GLOBAL", "fennoria.ax"}) {
+    for (const char* module : {"GLOBAL", "fennoria.dll"}) {
       for (const char* c : kCategories) names.push_back(std::string("log.") + module + "." + c);
       names.push_back(std::string("log.") + module + ".LogToFile");
     }

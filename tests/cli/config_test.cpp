@@ -54,13 +54,13 @@ TEST_F(ToolConfig, MachineValueShowsOnlyWithoutTheUsersKey) {
 }
 
 TEST_F(ToolConfig, DebugLogValuesGoToTheMachineHive) {
-  ASSERT_EQ(config({"set", "log.fennoria.ax.TRACE", "2"}).status, 0);
-  ASSERT_EQ(config({"set", "log.fennoria.ax.LogToFile", "/tmp/fennoria.log"}).status, 0);
+  ASSERT_EQ(config({"set", "log.fennoria.dll.TRACE", "2"}).status, 0);
+  ASSERT_EQ(config({"set", "log.fennoria.dll.LogToFile", "/tmp/fennoria.log"}).status, 0);
   std::string hive = readWholeFile(dir.path("machine.reg"));
-  EXPECT_NE(hive.find("[SOFTWARE\\DebugOrmelund\\fennoria.ax]"), std::string::npos) << hive;
+  EXPECT_NE(hive.find("[SOFTWARE\\DebugOrmelund\\fennoria.dll]"), std::string::npos) << hive;
   EXPECT_NE(hive.find("\"TRACE\"=dword:00000002"), std::string::npos) << hive;
   EXPECT_NE(hive.find("\"LogToFile\"=\"/tmp/fennoria.log\""), std::string::npos) << hive;
-  EXPECT_EQ(config({"get", "log.fennoria.ax.LogToFile"}).out, "/tmp/fennoria.log\n");
+  EXPECT_EQ(config({"get", "log.fennoria.dll.LogToFile"}).out, "/tmp/fennoria.log\n");
   EXPECT_EQ(config({"set", "log.GLOBAL.TRACE", "many"}).status, 2);
 }
 
@@ -70,4 +70,12 @@ TEST_F(ToolConfig, CorruptHiveIsNotOverwritten) {
   EXPECT_EQ(run.status, 1);
   EXPECT_NE(run.err.find("corrupt"), std::string::npos) << run.err;
   EXPECT_EQ(readWholeFile(dir.path("user.reg")), "this is not a hive\n");
+}
+
+TEST_F(ToolConfig, FilterSwitchesAreSettingsToo) {
+  ASSERT_EQ(config({"set", "StandardReads", "1"}).status, 0);
+  ASSERT_EQ(config({"set", "ShowProgress", "0"}).status, 0);
+  std::string hive = readWholeFile(dir.path("user.reg"));
+  EXPECT_NE(hive.find("\"StandardReads\"=dword:00000001"), std::string::npos) << hive;
+  EXPECT_EQ(config({"get", "ShowProgress"}).out, "0\n");
 }
