@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "com/com_support.h"
+#include "com/test_sample.h"
 #include "dvdnav/dvd_title_reader.h"
 #include "filter/source_filter.h"
 #include "filter/source_guids.h"
@@ -21,7 +22,6 @@ using namespace com_tests;
 
 namespace {
 
-constexpr REFERENCE_TIME kUnit = 10000000;
 constexpr LONGLONG kSector = 2048;
 
 std::string fileBytes(const std::string& path) {
@@ -68,53 +68,11 @@ class Filter {
   IUnknown* unknown_ = nullptr;
 };
 
-// A media sample with a buffer of its own, as a pull client hands out.
-class Sample : public IMediaSample {
+// A sample asking for `length` bytes at byte `position`.
+class Sample : public TestSample {
  public:
   Sample(LONGLONG position, LONGLONG length, long size)
-      : start_(position * kUnit), stop_((position + length) * kUnit),
-        buffer(static_cast<std::size_t>(size)) {}
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
-  ULONG STDMETHODCALLTYPE AddRef() override { return 1; }
-  ULONG STDMETHODCALLTYPE Release() override { return 1; }
-  HRESULT STDMETHODCALLTYPE GetPointer(BYTE** data) override {
-    *data = buffer.data();
-    return S_OK;
-  }
-  long STDMETHODCALLTYPE GetSize() override { return static_cast<long>(buffer.size()); }
-  HRESULT STDMETHODCALLTYPE GetTime(REFERENCE_TIME* start, REFERENCE_TIME* stop) override {
-    *start = start_;
-    *stop = stop_;
-    return S_OK;
-  }
-  HRESULT STDMETHODCALLTYPE SetTime(REFERENCE_TIME*, REFERENCE_TIME*) override { return S_OK; }
-  HRESULT STDMETHODCALLTYPE IsSyncPoint() override { return S_OK; }
-  HRESULT STDMETHODCALLTYPE SetSyncPoint(BOOL) override { return S_OK; }
-  HRESULT STDMETHODCALLTYPE IsPreroll() override { return S_FALSE; }
-  HRESULT STDMETHODCALLTYPE SetPreroll(BOOL) override { return S_OK; }
-  long STDMETHODCALLTYPE GetActualDataLength() override { return actual; }
-  HRESULT STDMETHODCALLTYPE SetActualDataLength(long length) override {
-    actual = length;
-    return S_OK;
-  }
-  HRESULT STDMETHODCALLTYPE GetMediaType(AM_MEDIA_TYPE** type) override {
-    *type = nullptr;
-    return S_FALSE;
-  }
-  HRESULT STDMETHODCALLTYPE SetMediaType(AM_MEDIA_TYPE*) override { return S_OK; }
-  HRESULT STDMETHODCALLTYPE IsDiscontinuity() override { return S_FALSE; }
-  HRESULT STDMETHODCALLTYPE SetDiscontinuity(BOOL) override { return S_OK; }
-  HRESULT STDMETHODCALLTYPE GetMediaTime(LONGLONG*, LONGLONG*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE SetMediaTime(LONGLONG*, LONGLONG*) override { return E_NOTIMPL; }
-  std::string bytes() const {
-    return std::string(reinterpret_cast<const char*>(buffer.data()),
-                       static_cast<std::size_t>(actual < 0 ? 0 : actual));
-  }
-
-  REFERENCE_TIME start_;
-  REFERENCE_TIME stop_;
-  std::vector<BYTE> buffer;
-  long actual = -1;
+      : TestSample(position * kUnit, (position + length) * kUnit, size) {}
 };
 
 class StandardReads : public testing::Test {
