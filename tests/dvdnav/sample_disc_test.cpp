@@ -268,8 +268,8 @@ TEST_P(SampleDisc, ChainRangeBytesEqualLibdvdreadBlocks) {
 INSTANTIATE_TEST_SUITE_P(BothCases, SampleDisc,
                          testing::Values(Sample{"dvd/VIDEO_TS", true},
                                          Sample{"dvd-lower/video_ts", false}),
-                         [](const testing::TestParamInfo<Sample>& info) {
-                           return info.param.upperCase ? std::string("UpperCase")
+                         [](const testing::TestParamInfo<Sample>& sample) {
+                           return sample.param.upperCase ? std::string("UpperCase")
                                                        : std::string("LowerCase");
                          });
 
