@@ -62,7 +62,7 @@ int VobDemuxer::AddAudio(const char* name, int type, int number, bool timing) {
     return 1;
   }
   std::string file = name ? name : "";
-  std::unique_ptr<OutputFileStream> output(new (std::nothrow) OutputFileStream(file.c_str(), true));
+  std::unique_ptr<OutputFileStream> output = openOutput(file);
   if (!output) return 1;
   (*files)[number] = std::move(output);
   if (timing) (*timings)[number] = timing::openTimingFile(file);
@@ -71,7 +71,7 @@ int VobDemuxer::AddAudio(const char* name, int type, int number, bool timing) {
 
 int VobDemuxer::AddSubtitle(const char* name, int number, bool timing) {
   std::string file = name ? name : "";
-  std::unique_ptr<OutputFileStream> output(new (std::nothrow) OutputFileStream(file.c_str(), true));
+  std::unique_ptr<OutputFileStream> output = openOutput(file);
   if (!output) return 1;
   subpictureFiles_[number] = std::move(output);
   if (timing) subpictureTiming_[number] = timing::openTimingFile(file);
@@ -80,9 +80,14 @@ int VobDemuxer::AddSubtitle(const char* name, int number, bool timing) {
 
 bool VobDemuxer::AddVideo(const char* name, bool timing) {
   std::string file = name ? name : "";
-  videoFile_ = std::make_unique<OutputFileStream>(file.c_str(), true);
+  videoFile_ = openOutput(file);
   if (timing) videoTiming_ = timing::openTimingFile(file);
   return true;
+}
+
+std::unique_ptr<OutputFileStream> VobDemuxer::openOutput(const std::string& name) {
+  return std::unique_ptr<OutputFileStream>(
+      new (std::nothrow) OutputFileStream(name.c_str(), true, outputBuffer_));
 }
 
 void VobDemuxer::Demultiplex(const void* data, std::int32_t length) {
@@ -218,6 +223,7 @@ int VobDemuxer::CloseAll() {
       if (!entry.second) continue;
       entry.second->flush();
       entry.second->close();
+      closedFailed_ = closedFailed_ || entry.second->writeFailed();
       entry.second.reset();
     }
     files->clear();
@@ -225,6 +231,7 @@ int VobDemuxer::CloseAll() {
   if (videoFile_) {
     videoFile_->flush();
     videoFile_->close();
+    closedFailed_ = closedFailed_ || videoFile_->writeFailed();
     videoFile_.reset();
   }
   return 0;
@@ -236,4 +243,12 @@ int VobDemuxer::FlushAll() {
       if (entry.second) entry.second->flush();
   if (videoFile_) videoFile_->flush();
   return 0;
+}
+
+bool VobDemuxer::writeFailed() const {
+  if (closedFailed_ || (videoFile_ && videoFile_->writeFailed())) return true;
+  for (const FileMap* files : {&ac3Files_, &mpegAudioFiles_, &subpictureFiles_})
+    for (const auto& entry : *files)
+      if (entry.second && entry.second->writeFailed()) return true;
+  return false;
 }

@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <ostream>
+#include <string>
 
 #include "demux/stream.h"
 #include "input/output_file_stream.h"
@@ -49,10 +50,19 @@ class VobDemuxer {
   // Bytes of an incomplete pack held from the previous call (0 to 2047).
   std::int32_t heldCount() const { return held_; }
 
+  // Outputs registered after this call collect their writes in a buffer of
+  // `bytes` (see OutputFileStream); 0, the default, writes every packet to
+  // its file at once. The files end the same either way.
+  void setOutputBuffer(std::size_t bytes) { outputBuffer_ = bytes; }
+  // Whether any output, open now or closed before, took fewer bytes than it
+  // was given (a full disk). The demultiplexer itself goes on regardless.
+  bool writeFailed() const;
+
  private:
   using FileMap = std::map<int, std::unique_ptr<OutputFileStream>>;
   using TimingMap = std::map<int, std::ostream*>;
 
+  std::unique_ptr<OutputFileStream> openOutput(const std::string& name);
   void demultiplexPacks(const std::uint8_t* packs, std::int32_t count);
   void demultiplexPack(const std::uint8_t* pack);
   // Writes the part of `count` bytes at `data` that lies inside the pack
@@ -74,4 +84,6 @@ class VobDemuxer {
   TimingMap subpictureTiming_;
   std::int32_t held_ = 0;
   std::unique_ptr<std::uint8_t[]> pack_;
+  std::size_t outputBuffer_ = 0;
+  bool closedFailed_ = false;  // a file released by CloseAll had failed
 };

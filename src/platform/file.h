@@ -72,6 +72,11 @@ bool writeFile(FileHandle file, const void* buffer, std::uint32_t count, std::ui
 // FlushFileBuffers.
 bool flushFile(FileHandle file);
 
+// Asks the system to start writing the `length` bytes at `offset` out to the
+// disk now, without waiting for them, so that a later flushFile finds little
+// left to do. Only a hint: it may do nothing, and failures are ignored.
+void startWriteBack(FileHandle file, std::int64_t offset, std::int64_t length);
+
 // CloseHandle: false when the handle could not be closed.
 bool closeFile(FileHandle file);
 

@@ -145,6 +145,14 @@ bool flushFile(FileHandle file) {
   return ::fsync(toDescriptor(file)) == 0 || fail(errno);
 }
 
+void startWriteBack(FileHandle file, std::int64_t offset, std::int64_t length) {
+#ifdef SYNC_FILE_RANGE_WRITE
+  ::sync_file_range(toDescriptor(file), offset, length, SYNC_FILE_RANGE_WRITE);
+#else
+  (void)file, (void)offset, (void)length;
+#endif
+}
+
 bool closeFile(FileHandle file) {
   return file != kInvalidFile && (::close(toDescriptor(file)) == 0 || fail(errno));
 }

@@ -65,6 +65,10 @@ bool writeFile(FileHandle file, const void* buffer, std::uint32_t count, std::ui
 
 bool flushFile(FileHandle file) { return FlushFileBuffers(toHandle(file)) != FALSE; }
 
+// Windows' cache manager writes dirty pages out on its own schedule, and
+// offers no call to start it on a range; the hint is not needed there.
+void startWriteBack(FileHandle, std::int64_t, std::int64_t) {}
+
 bool closeFile(FileHandle file) {
   return file != kInvalidFile && CloseHandle(toHandle(file)) != FALSE;
 }

@@ -17,6 +17,7 @@
 
 #include <cstdint>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -84,14 +85,15 @@ std::string refName(const Range& r, const RefStream& s, const std::string& ext) 
 }
 
 // Registers `s` with the demultiplexer under the number its id carries.
-void registerStream(VobDemuxer& demuxer, const RefStream& s, const std::string& name) {
+void registerStream(VobDemuxer& demuxer, const RefStream& s, const std::string& name,
+                    bool timing = true) {
   unsigned id = s.number();
   if (id >= 0x80 && id <= 0x87) {
-    ASSERT_EQ(demuxer.AddAudio(name.c_str(), 0, static_cast<int>(id & 7), true), 0);
+    ASSERT_EQ(demuxer.AddAudio(name.c_str(), 0, static_cast<int>(id & 7), timing), 0);
   } else if (id >= 0x1C0 && id <= 0x1DF) {
-    ASSERT_EQ(demuxer.AddAudio(name.c_str(), 2, static_cast<int>(id & 0x1F), true), 0);
+    ASSERT_EQ(demuxer.AddAudio(name.c_str(), 2, static_cast<int>(id & 0x1F), timing), 0);
   } else if (id >= 0x20 && id <= 0x3F) {
-    ASSERT_EQ(demuxer.AddSubtitle(name.c_str(), static_cast<int>(id & 0x1F), true), 0);
+    ASSERT_EQ(demuxer.AddSubtitle(name.c_str(), static_cast<int>(id & 0x1F), timing), 0);
   } else {
     FAIL() << "no output kind for stream " << s.id;
   }
@@ -256,3 +258,62 @@ TEST(VobDemuxerSampleDisc, TimingLinesCarryTheStampsOfEveryPacket) {
     }
   }
 }
+
+// Outputs that collect their packets in a buffer end byte for byte as the
+// ones written packet by packet, timing files included; a one-byte buffer
+// sends every packet straight through.
+TEST(VobDemuxerSampleDisc, BufferedOutputsEqualTheDirectOnes) {
+  for (const auto& r : loadIndex()) {
+    std::string bytes = rangeBytes(r);
+    std::map<std::size_t, ScratchDir> dirs;
+    for (std::size_t buffer : {std::size_t{0}, std::size_t{1}, std::size_t{100}, std::size_t{4096}}) {
+      ScratchDir& dir = dirs[buffer];
+      {
+        VobDemuxer demuxer(nullptr);
+        demuxer.setOutputBuffer(buffer);
+        for (const auto& s : r.streams) registerStream(demuxer, s, dir.path(s.id + "." + s.ext));
+        feedInChunks(demuxer, bytes, 777);
+        demuxer.CloseAll();
+        EXPECT_FALSE(demuxer.writeFailed());
+      }
+      timing::closeAllTimingFiles();
+    }
+    for (const auto& s : r.streams) {
+      std::string name = s.id + "." + s.ext;
+      std::string data = readWholeFile(dirs[0].path(name));
+      std::string lines = readWholeFile(dirs[0].path(name + ".timing"));
+      EXPECT_TRUE(data == readWholeFile(refName(r, s, s.ext))) << r.key << " " << s.id;
+      EXPECT_FALSE(lines.empty()) << r.key << " " << s.id;
+      for (std::size_t buffer : {std::size_t{1}, std::size_t{100}, std::size_t{4096}}) {
+        SCOPED_TRACE(r.key + " " + s.id + " with a buffer of " + std::to_string(buffer));
+        EXPECT_TRUE(readWholeFile(dirs[buffer].path(name)) == data);
+        EXPECT_EQ(readWholeFile(dirs[buffer].path(name + ".timing")), lines);
+      }
+    }
+  }
+}
+
+#ifndef _WIN32
+// /dev/full refuses every byte, as a full disk would: the demultiplexer goes
+// on, and says afterwards that an output failed.
+TEST(VobDemuxerSampleDisc, RefusedOutputIsReportedAfterClosing) {
+  Range r = loadIndex().front();
+  std::string bytes = rangeBytes(r);
+  ScratchDir dir;
+  for (std::size_t buffer : {std::size_t{0}, std::size_t{4096}}) {
+    VobDemuxer demuxer(nullptr);
+    demuxer.setOutputBuffer(buffer);
+    const RefStream& s = r.streams.front();
+    registerStream(demuxer, s, "/dev/full", false);
+    demuxer.Demultiplex(bytes.data(), static_cast<std::int32_t>(bytes.size()));
+    EXPECT_EQ(demuxer.heldCount(), 0);
+    demuxer.CloseAll();
+    EXPECT_TRUE(demuxer.writeFailed()) << "buffer " << buffer;
+  }
+  VobDemuxer fine(nullptr);
+  registerStream(fine, r.streams.front(), dir.path("fine"), false);
+  fine.Demultiplex(bytes.data(), static_cast<std::int32_t>(bytes.size()));
+  fine.CloseAll();
+  EXPECT_FALSE(fine.writeFailed());
+}
+#endif
