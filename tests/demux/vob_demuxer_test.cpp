@@ -32,7 +32,7 @@ void feed(VobDemuxer& demuxer, const std::string& bytes) {
   demuxer.Demultiplex(bytes.data(), static_cast<std::int32_t>(bytes.size()));
 }
 
-std::string timingLine(long position, long pts, long dts) {
+std::string timingLine(std::int64_t position, std::int64_t pts, std::int64_t dts) {
   return std::to_string(position) + " " + std::to_string(pts) + " " + std::to_string(dts) + "\r\n";
 }
 
