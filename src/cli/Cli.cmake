@@ -6,12 +6,14 @@ set(FENNORIA_CLI_SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/cat.cpp
   ${CMAKE_CURRENT_LIST_DIR}/dvd.cpp
   ${CMAKE_CURRENT_LIST_DIR}/demux.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/read_ahead.cpp
   ${CMAKE_CURRENT_LIST_DIR}/ifo.cpp
   ${CMAKE_CURRENT_LIST_DIR}/info.cpp
   ${CMAKE_CURRENT_LIST_DIR}/config.cpp)
 
 add_executable(fennoria ${FENNORIA_CLI_SOURCES})
-target_link_libraries(fennoria PRIVATE fennoria_core)
+find_package(Threads REQUIRED)
+target_link_libraries(fennoria PRIVATE fennoria_core Threads::Threads)
 target_compile_options(fennoria PRIVATE ${FENNORIA_WARNINGS})
 target_compile_definitions(fennoria PRIVATE FENNORIA_VERSION="${PROJECT_VERSION}")
 if(WIN32)

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <sstream>
 
 #include "cli/json.h"
 #include "cli/samples.h"
@@ -223,6 +224,49 @@ TEST(ToolDemux, ACutVobFileGivesTheSameStreams) {
   EXPECT_TRUE(readWholeFile(dir.path("b.mp2")) == readWholeFile(refs + "0x1c1.mp2"));
   EXPECT_TRUE(readWholeFile(dir.path("s.sub")) == readWholeFile(refs + "0x20.sub"));
   EXPECT_FALSE(std::filesystem::exists(dir.path("a.ac3.timing")));
+}
+
+// A VOB of several megabytes (the first program chain twelve times over) is
+// read in several chunks by two readers at once; the streams still come out
+// whole and in order: each reference twelve times, and timing lines for
+// every packet with their positions rising through the output.
+TEST(ToolDemux, LargeInputComesOutInOrder) {
+  ScratchDir dir;
+  Result cut = runTool({"dvd", kDisc, "--title", "1", "--pgc", "1", "-o", dir.path("pgc.vob")});
+  ASSERT_EQ(cut.status, 0) << cut.err;
+  std::string pgc = readWholeFile(dir.path("pgc.vob"));
+  std::string big;
+  for (int i = 0; i < 12; ++i) big += pgc;
+  ASSERT_GT(big.size(), 4u << 20);
+  dir.write("big.vob", big);
+
+  Result one = runTool({"demux", dir.path("pgc.vob"), "--ac3", "0=" + dir.path("one.ac3"), "--timing"});
+  ASSERT_EQ(one.status, 0) << one.err;
+  Result run = runTool({"demux", dir.path("big.vob"), "--ac3", "0=" + dir.path("a.ac3"), "--mpeg",
+                        "1=" + dir.path("b.mp2"), "--sub", "0=" + dir.path("s.sub"), "--timing"});
+  ASSERT_EQ(run.status, 0) << run.err;
+  const std::string refs = kSamples + "/dvd/refs/vts.1.pgc.1.";
+  for (const auto& [out, ref] : std::vector<std::pair<std::string, std::string>>{
+           {"a.ac3", "0x80.ac3"}, {"b.mp2", "0x1c1.mp2"}, {"s.sub", "0x20.sub"}}) {
+    std::string expected;
+    for (int i = 0; i < 12; ++i) expected += readWholeFile(refs + ref);
+    std::string got = readWholeFile(dir.path(out));
+    EXPECT_EQ(got.size(), expected.size()) << out;
+    EXPECT_TRUE(got == expected) << out;
+  }
+  std::istringstream single(readWholeFile(dir.path("one.ac3.timing")));
+  std::istringstream lines(readWholeFile(dir.path("a.ac3.timing")));
+  std::vector<long long> positions;
+  long long position, pts, dts;
+  while (single >> position >> pts >> dts) positions.push_back(position);
+  ASSERT_FALSE(positions.empty());
+  const long long size = static_cast<long long>(readWholeFile(refs + "0x80.ac3").size());
+  for (int copy = 0; copy < 12; ++copy)
+    for (long long first : positions) {
+      ASSERT_TRUE(lines >> position >> pts >> dts) << "copy " << copy;
+      EXPECT_EQ(position, first + copy * size) << "copy " << copy;
+    }
+  EXPECT_FALSE(lines >> position);
 }
 
 TEST(ToolDemux, VideoStreamIsTheVideoPayload) {

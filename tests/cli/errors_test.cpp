@@ -95,6 +95,18 @@ TEST(ToolErrors, UnwritableOutputLeavesNothing) {
   expectOneLineError(run, 1, dir.root(), "is a folder");
 }
 
+// /dev/full refuses every byte, as a full disk would: the run fails, and the
+// other output's unfinished file is removed.
+TEST(ToolErrors, FullDiskFailsWithoutOutput) {
+  ScratchDir dir;
+  Result run = runTool({"demux", kDisc, "--title", "1", "--pgc", "1", "--ac3", "0=/dev/full"});
+  expectOneLineError(run, 1, "/dev/full", "could not be written completely");
+  run = runTool({"demux", kDisc, "--title", "1", "--pgc", "1", "--ac3", "0=" + dir.path("a.ac3"),
+                 "--mpeg", "1=/dev/full"});
+  expectOneLineError(run, 1, "/dev/full", "could not be written completely");
+  EXPECT_TRUE(folderEntries(dir.root()).empty());
+}
+
 TEST(ToolErrors, TruncatedVobFailsWithoutOutput) {
   ScratchDir dir;
   // Cut at a sector boundary: the title set ends before the program chain.
