@@ -1,5 +1,6 @@
 #include "dvdnav/dvd_title_reader.h"
 
+#include <cstdint>
 #include <cstdio>
 
 #include "demux/stream.h"
@@ -128,7 +129,12 @@ int DvdTitleReader::selectCells(const dvdnav::CellPlayback& first,
                                 const dvdnav::CellPlayback& last) {
   log << "startblock " << first.startcfvobu << ", endblock " << last.endclvobu;
   say(2);
-  return setSectorRange(first.startcfvobu, last.endclvobu + 1);
+  // The exclusive end of a last sector of 0x7FFFFFFF has no 32-bit value:
+  // the range then ends at the largest one, the end of anything a title set
+  // can hold, rather than wrapping round to a negative "no end".
+  std::int64_t end = static_cast<std::int64_t>(last.endclvobu) + 1;
+  if (end > INT32_MAX) end = INT32_MAX;
+  return setSectorRange(first.startcfvobu, static_cast<std::int32_t>(end));
 }
 
 int DvdTitleReader::selectProgramChain(std::int32_t p) {

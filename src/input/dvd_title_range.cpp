@@ -112,7 +112,10 @@ std::int32_t DvdTitleReader::readFiltered(void* buffer, std::int32_t count) {
       left -= static_cast<std::int32_t>(kSector);
     }
   }
-  while (!isEnd() && left > 0) {
+  // The last, partial sector goes through the held-back buffer, which holds
+  // one sector; when the loop above stopped early with whole sectors still
+  // to go, the read ends here.
+  while (!isEnd() && left > 0 && left < kSector) {
     if (readRange(carryBuffer.data(), static_cast<std::int32_t>(kSector)) <= 0) break;
     if (checkPacks(carryBuffer.data(), 1)) {
       std::memcpy(out, carryBuffer.data(), static_cast<std::size_t>(left));

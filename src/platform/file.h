@@ -6,7 +6,10 @@
 // the same on Windows and on Linux.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+
+struct stat;
 
 namespace platform {
 
@@ -79,5 +82,17 @@ void startWriteBack(FileHandle file, std::int64_t offset, std::int64_t length);
 
 // CloseHandle: false when the handle could not be closed.
 bool closeFile(FileHandle file);
+
+#ifndef _WIN32
+// The system calls of the POSIX half that ordinary files never make fail.
+// Tests put their own in place to act out a device that takes no bytes or a
+// status query that fails; everything else leaves them alone.
+namespace posix {
+using WriteCall = std::ptrdiff_t (*)(int descriptor, const void* bytes, std::size_t count);
+using StatusCall = int (*)(int descriptor, struct ::stat* status);
+extern WriteCall writeCall;
+extern StatusCall statusCall;
+}  // namespace posix
+#endif
 
 }  // namespace platform

@@ -8,6 +8,15 @@
 
 namespace platform {
 
+namespace posix {
+WriteCall writeCall = [](int descriptor, const void* bytes, std::size_t count) -> std::ptrdiff_t {
+  return ::write(descriptor, bytes, count);
+};
+StatusCall statusCall = [](int descriptor, struct ::stat* status) {
+  return ::fstat(descriptor, status);
+};
+}  // namespace posix
+
 namespace {
 // The Windows error codes that callers may see through lastError().
 constexpr std::uint32_t kErrorSuccess = 0;
@@ -38,11 +47,18 @@ FileHandle openExistingForRead(const char* name, AccessHint hint) {
     fail(errno);
     return kInvalidFile;
   }
+  // The mode is only known when the status query worked; a failed query
+  // refuses the file with its own error.
   struct stat info;
-  if (::fstat(fd, &info) != 0 || S_ISDIR(info.st_mode)) {
-    int error = S_ISDIR(info.st_mode) ? EACCES : errno;
+  if (posix::statusCall(fd, &info) != 0) {
+    int error = errno;
     ::close(fd);
     fail(error);
+    return kInvalidFile;
+  }
+  if (S_ISDIR(info.st_mode)) {
+    ::close(fd);
+    fail(EACCES);
     return kInvalidFile;
   }
   if (hint == AccessHint::SequentialScan) ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
@@ -68,7 +84,7 @@ std::uint32_t getFileSizeLow(FileHandle file) {
 
 std::int64_t getFileSize(FileHandle file) {
   struct stat info;
-  if (::fstat(toDescriptor(file), &info) != 0) {
+  if (posix::statusCall(toDescriptor(file), &info) != 0) {
     fail(errno);
     return -1;
   }
@@ -131,11 +147,14 @@ bool writeFile(FileHandle file, const void* buffer, std::uint32_t count, std::ui
   *written = 0;
   const auto* bytes = static_cast<const unsigned char*>(buffer);
   while (*written < count) {
-    ssize_t n = ::write(toDescriptor(file), bytes + *written, count - *written);
+    std::ptrdiff_t n = posix::writeCall(toDescriptor(file), bytes + *written, count - *written);
     if (n < 0) {
       if (errno == EINTR) continue;
       return fail(errno);
     }
+    // A file that takes nothing would be asked again forever: report the
+    // short count instead, which callers already treat as bytes refused.
+    if (n == 0) break;
     *written += static_cast<std::uint32_t>(n);
   }
   return true;

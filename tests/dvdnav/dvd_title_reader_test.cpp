@@ -322,3 +322,28 @@ TEST_F(DvdTitleSelection, RangeAboveFourGiBSeeksWithoutOverflow) {
   EXPECT_EQ(reader.vobStream->entries[0].stream->tell(), std::int64_t{4096000000});
   EXPECT_EQ(reader.startBlock, 2000000);
 }
+
+TEST_F(DvdTitleReaderTest, LastSectorAtTheLargestNumberKeepsTheRangeBounded) {
+  // The exclusive end one past sector 0x7FFFFFFF has no 32-bit value; the
+  // range then ends at the largest one instead of wrapping round to "no end".
+  std::string f = folder("VIDEO_TS");
+  put(f, "VIDEO_TS.IFO", videoManager(1));
+  put(f, "VTS_01_0.IFO",
+      titleSet({programChain({{100, 0x7FFFFFFF}}, {1}), programChain({{7, 0xFFFFFFFF}}, {1})}));
+  ASSERT_EQ(reader.openIfo(f), 0);
+  reader.selectTitleSet(1, 1);
+  LogSink::entries().clear();
+  EXPECT_EQ(reader.selectProgramChain(0), 0);
+  EXPECT_TRUE(sink.has(2, "startblock 100, endblock 2147483647"));
+  EXPECT_EQ(reader.startBlock, 100);
+  EXPECT_EQ(reader.endBlock, 0x7FFFFFFF);
+  EXPECT_EQ(reader.getRangeLength(), (std::int64_t{0x7FFFFFFF} - 100) * 2048);
+  EXPECT_EQ(reader.selectCell(0), 0);
+  EXPECT_EQ(reader.endBlock, 0x7FFFFFFF);
+  EXPECT_EQ(reader.selectProgramChainQuiet(0), 0);
+  EXPECT_EQ(reader.endBlock, 0x7FFFFFFF);
+  // An end sector read as -1 still ends the range at sector 0: no bound.
+  EXPECT_EQ(reader.selectProgramChain(1), 0);
+  EXPECT_EQ(reader.startBlock, 7);
+  EXPECT_EQ(reader.endBlock, 0);
+}

@@ -245,3 +245,41 @@ TEST_F(DvdTitleRange, FilesThatGiveNothingEndTheFilteredRead) {
   EXPECT_EQ(out.substr(0, 2048), sector(0));
 }
 #endif
+
+namespace {
+
+// A VOB file that gives nothing at one read and reads on normally after it,
+// as a file still being written may.
+class FileThatPausesOnce : public mpdx::IFileStream {
+ public:
+  FileThatPausesOnce(const std::string& name, int pauseAt)
+      : mpdx::IFileStream(name.c_str()), pauseAt_(pauseAt) {}
+  std::int32_t read(void* buffer, std::uint32_t count) override {
+    if (reads_++ == pauseAt_) return 0;
+    return mpdx::IFileStream::read(buffer, count);
+  }
+
+ private:
+  int pauseAt_;
+  int reads_ = 0;
+};
+
+}  // namespace
+
+TEST_F(DvdTitleRange, NothingReadBeforeTheLastSectorLeavesTheSectorBufferAlone) {
+  // A request of six sectors meets a read that gives nothing at once: the
+  // whole-sector loop stops with six sectors to go, and the held-back
+  // sector buffer, which takes less than one, is not used to fill them.
+  makeVob(videoPacks(8));
+  reader.setSectorRange(0, 8);
+  reader.audioSelect = 0;
+  reader.setAudio(0, 0);
+  reader.vobStream->entries[0].stream =
+      std::make_unique<FileThatPausesOnce>(dir.path("VIDEO_TS/VTS_01_1.VOB"), 0);
+  std::string out = readFiltered(6 * 2048);
+  EXPECT_EQ(out, std::string(6 * 2048, '\x7E'));
+  EXPECT_EQ(reader.carryCount, 0);
+  // The next read goes on where the files stand.
+  EXPECT_EQ(readFiltered(2 * 2048 + 100), sector(0) + sector(1) + sector(2).substr(0, 100));
+  EXPECT_EQ(reader.carryCount, 2048 - 100);
+}

@@ -58,3 +58,82 @@ TEST(PlatformFile, SeekBeyondFourGiBReportsTheHighWord) {
   EXPECT_EQ(platform::lastError(), 0u);  // a success, though the word is all ones
   platform::closeFile(file);
 }
+
+#ifndef _WIN32
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace {
+
+// Puts a replacement system call in place for one test and the system's own
+// back afterwards, whatever the test's outcome.
+template <typename Call>
+class SystemCallStandIn {
+ public:
+  SystemCallStandIn(Call& slot, Call standIn) : slot_(slot), saved_(slot) { slot_ = standIn; }
+  ~SystemCallStandIn() { slot_ = saved_; }
+  SystemCallStandIn(const SystemCallStandIn&) = delete;
+  SystemCallStandIn& operator=(const SystemCallStandIn&) = delete;
+
+ private:
+  Call& slot_;
+  Call saved_;
+};
+
+int writeCalls = 0;
+
+// Takes three bytes, then nothing at all, as a device that is full without
+// saying so may; after a hundred calls it fails, so that a writer that keeps
+// asking ends instead of hanging the test.
+std::ptrdiff_t takesThreeThenNothing(int descriptor, const void* bytes, std::size_t count) {
+  ++writeCalls;
+  if (writeCalls == 1) return ::write(descriptor, bytes, count < 3 ? count : 3);
+  if (writeCalls > 100) {
+    errno = EIO;
+    return -1;
+  }
+  return 0;
+}
+
+// Fails as a status query may, leaving a folder's mode in the answer it did
+// not fill.
+int statusThatFails(int, struct ::stat* status) {
+  status->st_mode = S_IFDIR;
+  errno = EOVERFLOW;
+  return -1;
+}
+
+}  // namespace
+
+TEST(PlatformFile, WriteThatTakesNothingEndsWithTheCountWritten) {
+  ScratchDir dir;
+  std::string name = dir.path("out.bin");
+  platform::FileHandle file = platform::openForWrite(name.c_str(), true);
+  ASSERT_NE(file, platform::kInvalidFile);
+  writeCalls = 0;
+  std::uint32_t written = 99;
+  bool done;
+  {
+    SystemCallStandIn<platform::posix::WriteCall> standIn(platform::posix::writeCall,
+                                                           &takesThreeThenNothing);
+    done = platform::writeFile(file, "abcdef", 6, &written);
+  }
+  EXPECT_TRUE(done);
+  EXPECT_EQ(written, 3u);
+  EXPECT_EQ(writeCalls, 2);
+  platform::closeFile(file);
+  EXPECT_EQ(testing_support::readWholeFile(name), "abc");
+}
+
+TEST(PlatformFile, FailedStatusQueryRefusesTheFileWithItsOwnError) {
+  ScratchDir dir;
+  std::string name = dir.write("x.bin", "x");
+  SystemCallStandIn<platform::posix::StatusCall> standIn(platform::posix::statusCall,
+                                                         &statusThatFails);
+  EXPECT_EQ(platform::openExistingForRead(name.c_str(), platform::AccessHint::None),
+            platform::kInvalidFile);
+  EXPECT_EQ(platform::lastError(), static_cast<std::uint32_t>(EOVERFLOW));
+}
+#endif
