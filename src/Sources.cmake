@@ -21,7 +21,8 @@ set(FENNORIA_INPUT_SOURCES
   ${_src}/input/dvd_inputer.cpp
   ${_src}/input/concatenated_stream.cpp
   ${_src}/input/output_file_stream.cpp
-  ${_src}/input/dvd_title_range.cpp)
+  ${_src}/input/dvd_title_range.cpp
+  ${_src}/input/random_access_reader.cpp)
 
 set(FENNORIA_DEMUX_SOURCES
   ${_src}/demux/stream.cpp
