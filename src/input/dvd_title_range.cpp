@@ -1,6 +1,7 @@
 // The reading half of the DVD title reader: the selected sector range of the
 // joined VOB files, read as bytes, and the audio pack filter.
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 
 #include "dvdnav/dvd_title_reader.h"
@@ -51,8 +52,14 @@ std::int64_t DvdTitleReader::getRangePosition() const {
 
 std::int64_t DvdTitleReader::seekRange(std::int64_t position) {
   if (!vobStream) return -1;
-  if (startBlock > 0 && endBlock >= 1 && startBlock <= endBlock)
-    return vobStream->seek(position + startBlock * kSector) - startBlock * kSector;
+  if (startBlock > 0 && endBlock >= 1 && startBlock <= endBlock) {
+    std::int64_t start = startBlock * kSector;
+    // A position so far on that the sum has no 64-bit value lies beyond
+    // every file, like the largest one: the stream is asked for a place it
+    // does not hold and stays where it is.
+    std::int64_t target = position > INT64_MAX - start ? INT64_MAX : position + start;
+    return vobStream->seek(target) - start;
+  }
   return vobStream->seek(position);
 }
 

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <filesystem>
 #include <sstream>
 #include <vector>
@@ -59,6 +60,24 @@ TEST_F(DvdTitleRange, RangeOfTenSectorsHasLength20480AndSeeksFromItsStart) {
   EXPECT_EQ(reader.getRangePosition(), 0);
   reader.seekRange(4096);
   EXPECT_EQ(reader.getRangePosition(), 4096);
+}
+
+TEST_F(DvdTitleRange, SeekFarPastTheRangeLeavesTheStreamWhereItWas) {
+  // The sum of a position near the 64-bit limit and the range's start has
+  // no 64-bit value; like any other place past the files, the stream stays
+  // where it was and the answer is the stream seek's 1 less the start.
+  makeVob(videoPacks(30));
+  reader.setSectorRange(10, 20);
+  reader.seekRange(4096);
+  EXPECT_EQ(reader.seekRange(INT64_MAX), 1 - 20480);
+  EXPECT_EQ(reader.vobStream->getPosition(), 20480 + 4096);
+  EXPECT_EQ(reader.seekRange(INT64_MAX - 20480), 1 - 20480);
+  EXPECT_EQ(reader.getRangePosition(), 4096);
+  EXPECT_EQ(reader.seekRange(INT64_MIN), 1 - 20480);
+  EXPECT_EQ(reader.getRangePosition(), 4096);
+  std::string bytes(2048, '\0');
+  // As after any seek past the files, the next read gives nothing.
+  EXPECT_EQ(reader.readRange(bytes.data(), 2048), 0);
 }
 
 TEST_F(DvdTitleRange, SeekRangeAnswersTheStreamSeekResultNotAPosition) {
