@@ -8,11 +8,10 @@
 JoinedFileInputer::~JoinedFileInputer() { close(); }
 
 void JoinedFileInputer::close() {
-  if (handles && list) {
-    for (std::int32_t i = 0; i < list->count; ++i) platform::closeFile(handles[i]);
-  }
+  for (std::int32_t i = 0; handles && i < handleCount; ++i) platform::closeFile(handles[i]);
   std::free(handles);
   handles = nullptr;
+  handleCount = 0;
   isOpen = false;
   totalLength = 0;
   position = 0;
@@ -46,7 +45,8 @@ bool JoinedFileInputer::openFiles(FileList* fileList) {
     close();
     return false;
   }
-  for (std::int32_t i = 0; i < fileList->count; ++i) handles[i] = platform::kInvalidFile;
+  handleCount = fileList->count;
+  for (std::int32_t i = 0; i < handleCount; ++i) handles[i] = platform::kInvalidFile;
 
   for (std::int32_t i = 0; i < fileList->count; ++i) {
     const char* name = fileList->names[i];
@@ -97,7 +97,9 @@ std::int64_t JoinedFileInputer::seek(std::int64_t newPosition) {
 }
 
 std::int64_t JoinedFileInputer::seekFileAndPosition(std::int32_t index, std::int64_t offset) {
-  if (!list || index < 0 || index >= list->count) {
+  // A list that grew after the files were opened has entries without a
+  // handle: those are out of bounds too.
+  if (!list || index < 0 || index >= list->count || index >= handleCount) {
     report("fileIndex out of bounds", texts_.seekFileAndPositionCaption);
     return -1;
   }
@@ -105,7 +107,7 @@ std::int64_t JoinedFileInputer::seekFileAndPosition(std::int32_t index, std::int
     report("position out of bounds", texts_.seekFileAndPositionCaption);
     return -1;
   }
-  currentHandle = handles ? handles[index] : platform::kInvalidFile;
+  currentHandle = handles[index];
   fileLength = sizeOf(index);
   filePosition = offset;
   fileIndex = index;

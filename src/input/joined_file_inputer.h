@@ -30,8 +30,8 @@ class JoinedFileInputer {
   JoinedFileInputer(const JoinedFileInputer&) = delete;
   JoinedFileInputer& operator=(const JoinedFileInputer&) = delete;
 
-  // Closes every handle and returns to the state of a new object. Safe to
-  // call when already closed.
+  // Closes every handle it opened and returns to the state of a new object.
+  // Safe to call when already closed, and after the list was reloaded.
   void close();
 
   // Moves to `position` of the joined range. Returns 0 when already there,
@@ -54,6 +54,10 @@ class JoinedFileInputer {
   std::int32_t fileIndex = 0;
   FileList* list = nullptr;
   platform::FileHandle* handles = nullptr;
+  // How many entries `handles` has: the list's count when it was opened. The
+  // list can be reloaded in place while the inputer is open (the filter does
+  // so when streaming starts), so its count says nothing about the array.
+  std::int32_t handleCount = 0;
   std::int64_t filePosition = 0;
   std::int64_t fileLength = 0;
   platform::FileHandle currentHandle = platform::kInvalidFile;

@@ -330,3 +330,49 @@ TEST_F(MultipleFileInputerTest, NameWithoutCopyFailsTheOpenWithAMessage) {
               ElementsAre(Message{"Failed to open file (null)", "MultipleFileReader"}));
   list.names[0] = name;
 }
+
+// The filter reloads its list in place before it reopens the inputer, so the
+// inputer may be closed while the list names more or fewer files than it
+// opened. It must close exactly the handles it opened.
+TEST_F(MultipleFileInputerTest, ListThatGrewBeforeCloseClosesOnlyTheHandlesItOpened) {
+  openOn({10, 20});
+  std::string sentinelName = dir.writePattern("sentinel.bin", 64, 9);
+  platform::FileHandle sentinel =
+      platform::openExistingForRead(sentinelName.c_str(), platform::AccessHint::None);
+  ASSERT_NE(sentinel, platform::kInvalidFile);
+  std::string grown;
+  for (int i = 0; i < 6; ++i) grown += names[static_cast<std::size_t>(i % 2)] + "\n";
+  list.load(dir.write("list.lst", grown).c_str());
+  ASSERT_EQ(list.count, 6);
+
+  inputer.close();
+  EXPECT_FALSE(testing_support::isHeldOpen(names[0]));
+  EXPECT_FALSE(testing_support::isHeldOpen(names[1]));
+  char first = 0;
+  std::uint32_t got = 0;
+  EXPECT_TRUE(platform::readFile(sentinel, &first, 1, &got));
+  EXPECT_EQ(got, 1u);
+  EXPECT_EQ(static_cast<unsigned char>(first), testing_support::patternByte(9, 0));
+  platform::closeFile(sentinel);
+}
+
+TEST_F(MultipleFileInputerTest, ListThatShrankBeforeCloseStillClosesEveryHandle) {
+  openOn({10, 20, 30});
+  list.load(dir.write("list.lst", names[0] + "\n").c_str());
+  ASSERT_EQ(list.count, 1);
+  inputer.close();
+  for (const std::string& name : names) EXPECT_FALSE(testing_support::isHeldOpen(name)) << name;
+  EXPECT_EQ(inputer.handles, nullptr);
+  EXPECT_EQ(inputer.handleCount, 0);
+}
+
+TEST_F(MultipleFileInputerTest, EntryAddedByAReloadHasNoHandleToSeekInto) {
+  openOn({10, 20});
+  std::string third = dir.writePattern("third.bin", 30, 3);
+  list.load(dir.write("list.lst", names[0] + "\n" + names[1] + "\n" + third + "\n").c_str());
+  ASSERT_EQ(list.count, 3);
+  EXPECT_EQ(inputer.seekFileAndPosition(2, 0), -1);
+  EXPECT_THAT(recorder.messages(),
+              ElementsAre(Message{"fileIndex out of bounds", "MultipleFileInputer::seekFileAndPosition"}));
+  EXPECT_EQ(inputer.fileIndex, 0);
+}
