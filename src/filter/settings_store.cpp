@@ -15,8 +15,8 @@ namespace {
 
 constexpr std::uint32_t kIniStringLimit = 200;
 
-// Receives registry data for ReadSettingInt.
-unsigned char settingBuffer[512];
+// The most registry data ReadSettingInt looks at.
+constexpr std::size_t kSettingDataSize = 512;
 
 using platform::Hive;
 using platform::RegKey;
@@ -44,14 +44,18 @@ std::int32_t ReadSettingInt(const char* keyPath, const char* valueName, std::int
 
   RegKey key = platform::kNoKey;
   if (!openForReading(keyPath, &key)) return defaultValue;
-  // Cleared first so that a DWORD stored with fewer than four bytes reads
-  // zero-extended rather than with what an earlier read left behind.
-  std::memset(settingBuffer, 0, sizeof settingBuffer);
+  // One buffer per call, since filters of different graphs read their
+  // settings at once. Cleared so that a DWORD stored with fewer than four
+  // bytes reads zero-extended.
+  unsigned char settingBuffer[kSettingDataSize] = {};
   std::uint32_t type = 0;
   std::uint32_t size = sizeof settingBuffer;
-  if (platform::regQueryValue(key, valueName, &type, settingBuffer, &size) != platform::kRegOk)
-    return defaultValue;  // the key stays open on this path
+  long queried = platform::regQueryValue(key, valueName, &type, settingBuffer, &size);
+  // Closed on every path: settings are read at every connection and every
+  // start, and a key left open for each missing value would pile up in the
+  // host for as long as it runs.
   platform::regCloseKey(key);
+  if (queried != platform::kRegOk) return defaultValue;
   if (type == platform::kRegDword) {
     std::int32_t value = 0;
     std::memcpy(&value, settingBuffer, sizeof value);
@@ -82,9 +86,9 @@ int ReadSettingString(const char* keyPath, const char* valueName, char* buffer,
   if (!openForReading(keyPath, &key)) return -1;
   std::uint32_t capacity = *size;
   std::uint32_t type = 0;
-  if (platform::regQueryValue(key, valueName, &type, buffer, size) != platform::kRegOk)
-    return -1;  // the key stays open on this path
+  long queried = platform::regQueryValue(key, valueName, &type, buffer, size);
   platform::regCloseKey(key);
+  if (queried != platform::kRegOk) return -1;
   // The caller reads the result as a string: make sure it ends inside the
   // buffer. Data that fill the buffer without a zero did not fit.
   std::uint32_t length = *size < capacity ? *size : capacity;
@@ -105,10 +109,8 @@ std::int32_t WriteSettingInt(const char* keyPath, const char* valueName, std::in
   if (result == platform::kRegOk) {
     std::uint32_t data = static_cast<std::uint32_t>(value);
     result = platform::regSetValue(key, valueName, platform::kRegDword, &data, sizeof data);
-    if (result == platform::kRegOk) {
-      platform::regCloseKey(key);
-      return value;
-    }
+    platform::regCloseKey(key);
+    if (result == platform::kRegOk) return value;
   }
   // Looked up and dropped: a failed write is not reported.
   std::string ignored = platform::systemErrorText(result);
@@ -126,7 +128,6 @@ int WriteSettingString(const char* keyPath, const char* valueName, const char* t
   if (result != platform::kRegOk) return static_cast<int>(result);
   result = platform::regSetValue(key, valueName, platform::kRegSz, text,
                                  static_cast<std::uint32_t>(std::strlen(text)));
-  if (result != platform::kRegOk) return static_cast<int>(result);  // the key stays open
   platform::regCloseKey(key);
-  return 0;
+  return result == platform::kRegOk ? 0 : static_cast<int>(result);
 }

@@ -30,8 +30,8 @@ constexpr const char* kSettingsKeyPath = "SOFTWARE\\Ormelund\\Trivane\\Fennoria"
 
 // The value as an integer: a REG_DWORD as it is, a REG_SZ as a decimal number
 // (blanks and a sign allowed, no digits giving 0), anything else (or nothing)
-// `defaultValue`. Not safe for concurrent callers: the registry data land in
-// one process-wide buffer (the filter reads settings under its lock).
+// `defaultValue`. Safe for concurrent callers: filters of different graphs
+// read their settings at the same time.
 std::int32_t ReadSettingInt(const char* keyPath, const char* valueName, std::int32_t defaultValue);
 
 // Registry: copies the value's data into `buffer`, whose size in bytes *size

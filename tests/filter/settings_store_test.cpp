@@ -6,7 +6,9 @@
 #include <climits>
 #include <cstring>
 #include <fstream>
+#include <thread>
 
+#include "support/open_handles.h"
 #include "support/registry_sandbox.h"
 #include "support/scratch.h"
 
@@ -401,3 +403,39 @@ TEST_F(IniSettingsTest, TrivaneIniLivesInThePlatformsProfileFolder) {
   EXPECT_THAT(text, HasSubstr("[SOFTWARE\\Ormelund\\Trivane\\Fennoria\\LocationCheck]"));
   EXPECT_THAT(text, HasSubstr("DvdTitle=11"));
 }
+
+// Filters of different graphs read their settings at the same time: each
+// read gets its own value, whatever the other thread reads.
+TEST_F(SettingsStoreTest, ConcurrentReadersEachGetTheirOwnValue) {
+  sandbox.setDword(Hive::CurrentUser, kKey, "DvdTitle", 0x11111111);
+  sandbox.setString(Hive::CurrentUser, kKey, "DvdPgc", "2222");
+  int wrongTitles = 0, wrongPgcs = 0;
+  std::thread titles([&] {
+    for (int i = 0; i < 3000; ++i)
+      if (ReadSettingInt(kKey, "DvdTitle", -1) != 0x11111111) ++wrongTitles;
+  });
+  std::thread pgcs([&] {
+    for (int i = 0; i < 3000; ++i)
+      if (ReadSettingInt(kKey, "DvdPgc", -1) != 2222) ++wrongPgcs;
+  });
+  titles.join();
+  pgcs.join();
+  EXPECT_EQ(wrongTitles, 0);
+  EXPECT_EQ(wrongPgcs, 0);
+}
+
+#ifdef _WIN32
+// Settings are read at every connection and every start: a read that finds
+// the key but not the value must not leave the key open in the host.
+TEST_F(SettingsStoreTest, ReadsOfMissingValuesLeaveNoKeyOpen) {
+  WriteSettingInt(kKey, "DvdTitle", 3);
+  const unsigned before = testing_support::openHandleCount();
+  for (int i = 0; i < 200; ++i) {
+    EXPECT_EQ(ReadSettingInt(kKey, "DvdPgc", 7), 7);
+    char text[16] = "";
+    std::uint32_t size = sizeof text;
+    EXPECT_EQ(ReadSettingString(kKey, "DvdAudioFile", text, &size), -1);
+  }
+  EXPECT_EQ(testing_support::openHandleCount(), before);
+}
+#endif
