@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cinttypes>
 #include <cstring>
+#include <new>
 
 #include "demux/vob_demuxer.h"
 #include "diag/debug_log.h"
@@ -229,13 +230,21 @@ HRESULT STDMETHODCALLTYPE OutputPin::SetAudioFile(const char* path) {
 HRESULT STDMETHODCALLTYPE OutputPin::AddAudioStream(const char* file, int streamType, int key) {
   FENNORIA_LOG(LOG_TRACE, 1, "OutputPin::AddAudioStream(%s,%d,%d)", file ? file : "(null)",
                streamType, key);
-  audioTracks[key] = std::make_unique<AudioTrack>(AudioTrack{streamType, file ? file : ""});
+  try {
+    audioTracks[key] = std::make_unique<AudioTrack>(AudioTrack{streamType, file ? file : ""});
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  }
   return S_OK;
 }
 
 HRESULT STDMETHODCALLTYPE OutputPin::AddSubtitleStream(const char* file, int key) {
   FENNORIA_LOG(LOG_TRACE, 1, "OutputPin::AddSubtitleStream(%s,%d)", file ? file : "(null)", key);
-  subtitleTracks[key] = std::make_unique<SubtitleTrack>(SubtitleTrack{file ? file : ""});
+  try {
+    subtitleTracks[key] = std::make_unique<SubtitleTrack>(SubtitleTrack{file ? file : ""});
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  }
   return S_OK;
 }
 
@@ -482,10 +491,23 @@ HRESULT OutputPin::DemuxBlock(const BYTE* buffer, std::int32_t count) {
   return S_OK;
 }
 
-// The progress window moves with the stream position counter; it only
-// stores the value, which its next tick shows.
+// The progress window follows this pin's own reader: its position and the
+// length of the same stream (the title range in DVD mode, the joined files
+// otherwise), never the process-wide counter, which other filters move too.
+// The window only stores the values; its own thread shows them.
 void OutputPin::feedPosition() {
-  if (status) status->setPosition(streamPosition());
+  if (!status) return;
+  std::int64_t total = progressTotal();
+  if (total != fedTotal_) {
+    status->setTotalLength(total);
+    fedTotal_ = total;
+  }
+  status->setPosition(std::max<std::int64_t>(readerPosition(), 0));
+}
+
+std::int64_t OutputPin::progressTotal() const {
+  if (titleReader) return std::max<std::int64_t>(titleReader->getRangeLength(), 0);
+  return inputer ? inputer->totalLength : 0;
 }
 
 void OutputPin::reportCurrentFile() {
@@ -631,7 +653,11 @@ HRESULT OutputPin::standardRequest(IMediaSample* sample, DWORD_PTR user) {
   if (FAILED(hr)) return hr;
   Locked hold(filterLock);
   if (flushing) return VFW_E_WRONG_STATE;
-  finished.emplace_back(sample, user);
+  try {
+    finished.emplace_back(sample, user);
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  }
   SetEvent(finishedEvent);
   return S_OK;
 }

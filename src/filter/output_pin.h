@@ -123,6 +123,10 @@ class OutputPin : public dshow::BasePin, public ISourceControl {
   HRESULT ReadStream(BYTE* buffer, std::int32_t length, std::int32_t* bytesRead);
   HRESULT DemuxBlock(const BYTE* buffer, std::int32_t count);
 
+  // The length of the stream the progress window measures: the title range
+  // in DVD mode, the joined files otherwise.
+  std::int64_t progressTotal() const;
+
   // The process-wide stream position counter.
   static std::int64_t streamPosition();
   static void setStreamPosition(std::int64_t position);
@@ -199,4 +203,6 @@ class OutputPin : public dshow::BasePin, public ISourceControl {
 
   AsyncReader reader_;
   mpdx::LogCallback navigationLog_;
+  // The total last given to the progress window.
+  std::int64_t fedTotal_ = -1;
 };

@@ -32,8 +32,12 @@ const dshow::FilterSetup SourceFilter::setupData = {&CLSID_FennoriaSource, L"Orm
                                                     0x00200000, 1, kPins};
 
 IUnknown* SourceFilter::CreateInstance(IUnknown* outer, HRESULT* result) {
-  auto* filter = new (std::nothrow) SourceFilter(outer);
-  if (!filter) {
+  SourceFilter* filter = nullptr;
+  try {
+    // The filter's members allocate too (the progress window, the pin's
+    // track maps): any of them failing is the same out-of-memory answer.
+    filter = new SourceFilter(outer);
+  } catch (const std::bad_alloc&) {
     *result = E_OUTOFMEMORY;
     return nullptr;
   }
@@ -84,7 +88,7 @@ HRESULT STDMETHODCALLTYPE SourceFilter::Run(REFERENCE_TIME start) {
   fileList.load(sourceName);
   inputer.close();
   inputer.open(&fileList);
-  startProgress(*statusObject, progressWanted(), sourceName, fileList.totalLength);
+  startProgress(*statusObject, progressWanted(), sourceName, pin.progressTotal());
   return BaseFilter::Run(start);
 }
 
@@ -106,6 +110,9 @@ HRESULT STDMETHODCALLTYPE SourceFilter::Load(LPCOLESTR name, const AM_MEDIA_TYPE
   if (bytes == 0) converted[0] = 0;  // does not fit even in 1,023 bytes
   converted[1023] = 0;
   std::memcpy(sourceName, converted, sizeof sourceName);
+  // The files of the earlier list are let go first, so that a load that
+  // fails leaves nothing open.
+  inputer.close();
   fileList.load(sourceName);
   if (fileList.count < 1) return E_FAIL;
   return inputer.open(&fileList);

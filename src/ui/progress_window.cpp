@@ -2,67 +2,386 @@
 
 #include <commctrl.h>
 
+#include <deque>
+#include <new>
+#include <optional>
+#include <string>
+#include <utility>
+
 #include "ui/dialog_ids.h"
 
-ProgressWindow::ProgressWindow(HINSTANCE instanceHandle) : instance(instanceHandle) {
+namespace {
+
+class Lock {
+ public:
+  explicit Lock(CRITICAL_SECTION& section) : section_(section) { EnterCriticalSection(&section_); }
+  ~Lock() { LeaveCriticalSection(&section_); }
+  Lock(const Lock&) = delete;
+  Lock& operator=(const Lock&) = delete;
+
+ private:
+  CRITICAL_SECTION& section_;
+};
+
+// A copy of `name`, none for null. A copy that cannot be made counts as no
+// name: the window then shows none rather than failing its caller.
+std::optional<std::string> copyOf(const char* name) {
+  if (!name) return std::nullopt;
+  try {
+    return std::string(name);
+  } catch (const std::bad_alloc&) {
+    return std::nullopt;
+  }
+}
+
+}  // namespace
+
+// What crosses between the callers and the window's thread. The callers
+// write the reported values and queue requests; the window's thread takes
+// them and publishes what it shows. Nothing is held across a window call.
+struct ProgressWindow::Shared {
+  explicit Shared(HINSTANCE module) : instance(module) {
+    InitializeCriticalSection(&lock);
+    wake = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+  }
+  ~Shared() {
+    if (wake) CloseHandle(wake);
+    DeleteCriticalSection(&lock);
+  }
+  Shared(const Shared&) = delete;
+  Shared& operator=(const Shared&) = delete;
+
+  const HINSTANCE instance;
+  CRITICAL_SECTION lock;
+  // Set when requests are waiting (auto-reset).
+  HANDLE wake = nullptr;
+
+  // Under `lock`: what the filter reported,
+  std::int64_t position = 0;
+  std::int64_t totalLength = 0;
+  std::optional<std::string> batchFile;
+  std::optional<std::string> currentFile;
+  // the requests not yet carried out and the counts of both,
+  std::deque<Request> requests;
+  std::uint64_t requested = 0;
+  std::uint64_t served = 0;
+  bool threadRunning = false;
+  // and what the window's thread shows.
+  HWND dialog = nullptr;
+  UINT_PTR timerId = 0;
+  ProgressModel shown;
+};
+
+// The thread that owns the dialog: it carries out the requests, pumps the
+// dialog's messages and ticks its timer. Its ProgressModel is its own; the
+// reported values are copied in under the lock and shown without it.
+class ProgressWindow::WindowThread : private ProgressView {
+ public:
+  explicit WindowThread(std::shared_ptr<Shared> shared) : shared_(std::move(shared)) {}
+
+  void run() {
+    for (;;) {
+      DWORD woken =
+          MsgWaitForMultipleObjectsEx(1, &shared_->wake, INFINITE, QS_ALLINPUT, MWMO_INPUTAVAILABLE);
+      if (woken == WAIT_FAILED) break;
+      if (woken == WAIT_OBJECT_0 && !serveRequests()) break;
+      MSG message;
+      while (PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) {
+        if (dialog_ && IsDialogMessageA(dialog_, &message)) continue;
+        TranslateMessage(&message);
+        DispatchMessageA(&message);
+      }
+    }
+    if (dialog_ && IsWindow(dialog_)) DestroyWindow(dialog_);
+    dialog_ = nullptr;
+    timerId_ = 0;
+    publish();
+  }
+
+  void timerTick() {
+    takePosition();
+    model_.timerTick(*this);
+    publish();
+  }
+
+  void closedByUser(HWND window) {
+    KillTimer(window, timerId_);
+    DestroyWindow(window);
+  }
+
+ private:
+  static constexpr UINT_PTR kTimerId = 1;
+  static constexpr UINT kTimerPeriodMs = 1000;
+
+  // Carries out every waiting request; false once asked to end.
+  bool serveRequests() {
+    std::deque<Request> batch;
+    {
+      Lock hold(shared_->lock);
+      batch.swap(shared_->requests);
+    }
+    bool goOn = true;
+    for (Request what : batch) {
+      if (what == Request::Quit) goOn = false;
+      if (goOn) serve(what);
+    }
+    {
+      Lock hold(shared_->lock);
+      shared_->served += batch.size();
+    }
+    publish();
+    return goOn;
+  }
+
+  void serve(Request what) {
+    switch (what) {
+      case Request::Show: show(); break;
+      case Request::Hide: hide(); break;
+      case Request::Names: showNames(); break;
+      case Request::Location:
+        {
+          Lock hold(shared_->lock);
+          model_.totalLength = shared_->totalLength;
+        }
+        model_.refreshLocation(*this);
+        break;
+      case Request::StartTimer:
+        if (timerId_ == 0 && dialog_) timerId_ = SetTimer(dialog_, kTimerId, kTimerPeriodMs, nullptr);
+        break;
+      case Request::StopTimer: stopTimer(); break;
+      case Request::Quit: break;
+    }
+  }
+
+  void show() {
+    if (dialog_) return;
+    {
+      Lock hold(shared_->lock);
+      model_.position = shared_->position;
+      model_.totalLength = shared_->totalLength;
+      model_.batchFile = shared_->batchFile;
+      model_.currentFile = shared_->currentFile;
+    }
+    dialog_ = CreateDialogParamA(shared_->instance, MAKEINTRESOURCEA(IDD_PROGRESS), nullptr,
+                                 dialogProc, reinterpret_cast<LPARAM>(this));
+    if (!dialog_) return;
+    model_.secondsPassed = 0;
+    model_.refreshLocation(*this);
+    model_.refreshTimes(*this);
+    if (model_.batchFile) setText(IDC_BATCH_FILE, model_.batchFile->c_str());
+    if (model_.currentFile) setText(IDC_CURRENT_FILE, model_.currentFile->c_str());
+    ShowWindow(dialog_, SW_SHOWNORMAL);
+  }
+
+  void hide() {
+    model_.clearNames();
+    stopTimer();
+    if (dialog_) DestroyWindow(dialog_);
+    dialog_ = nullptr;
+  }
+
+  // The names as last reported, into their controls.
+  void showNames() {
+    {
+      Lock hold(shared_->lock);
+      model_.batchFile = shared_->batchFile;
+      model_.currentFile = shared_->currentFile;
+    }
+    setText(IDC_BATCH_FILE, model_.batchFile ? model_.batchFile->c_str() : "");
+    setText(IDC_CURRENT_FILE, model_.currentFile ? model_.currentFile->c_str() : "");
+  }
+
+  void takePosition() {
+    Lock hold(shared_->lock);
+    model_.position = shared_->position;
+  }
+
+  void publish() {
+    Lock hold(shared_->lock);
+    shared_->dialog = dialog_;
+    shared_->timerId = timerId_;
+    try {
+      shared_->shown = model_;
+    } catch (const std::bad_alloc&) {
+      // Only the published copy is stale; the window itself is right.
+    }
+  }
+
+  // ProgressView: the model writes into this thread's own dialog.
+  void setText(int control, const char* text) override {
+    if (dialog_) SetDlgItemTextA(dialog_, control, text);
+  }
+  void setBarPosition(std::int32_t value) override {
+    if (dialog_)
+      SendDlgItemMessageA(dialog_, IDC_PROGRESS_BAR, PBM_SETPOS, static_cast<WPARAM>(value), 0);
+  }
+  void stopTimer() override {
+    if (timerId_ == 0 || !dialog_) return;
+    KillTimer(dialog_, timerId_);
+    timerId_ = 0;
+    takePosition();
+    model_.tick(*this);
+  }
+
+  std::shared_ptr<Shared> shared_;
+  HWND dialog_ = nullptr;
+  UINT_PTR timerId_ = 0;
+  ProgressModel model_;
+};
+
+// What a new window thread starts with: the shared state, and a reference
+// on the module that holds its code, which the thread gives back as its very
+// last act, so that the module cannot be unloaded under it.
+struct ProgressWindow::ThreadStart {
+  std::shared_ptr<Shared> shared;
+  HMODULE module;
+};
+
+DWORD WINAPI ProgressWindow::threadMain(void* parameter) {
+  HMODULE module = nullptr;
+  {
+    std::unique_ptr<ThreadStart> start(static_cast<ThreadStart*>(parameter));
+    module = start->module;
+    try {
+      WindowThread thread(std::move(start->shared));
+      thread.run();
+    } catch (...) {
+      // Nothing may leave a thread; the window is gone.
+    }
+  }
+  FreeLibraryAndExitThread(module, 0);
+}
+
+ProgressWindow::ProgressWindow(HINSTANCE instance) : shared_(std::make_shared<Shared>(instance)) {
   InitCommonControls();
 }
 
 ProgressWindow::~ProgressWindow() {
-  if (dialog) hide();
+  hide();
+  request(Request::Quit);
+}
+
+bool ProgressWindow::startThread() {
+  if (!shared_->wake) return false;
+  HMODULE module = nullptr;
+  if (!GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                          reinterpret_cast<LPCSTR>(&ProgressWindow::threadMain), &module))
+    return false;
+  auto* start = new (std::nothrow) ThreadStart{shared_, module};
+  HANDLE thread = start ? CreateThread(nullptr, 0, threadMain, start, 0, nullptr) : nullptr;
+  if (!thread) {
+    delete start;
+    FreeLibrary(module);
+    return false;
+  }
+  // Nobody waits for the thread: it ends by itself once asked to.
+  CloseHandle(thread);
+  return true;
+}
+
+void ProgressWindow::request(Request what) {
+  bool wanted = false;
+  {
+    Lock hold(shared_->lock);
+    if (!shared_->threadRunning) return;
+    try {
+      shared_->requests.push_back(what);
+      ++shared_->requested;
+      wanted = true;
+    } catch (const std::bad_alloc&) {
+      // Dropped: the window misses one update rather than failing its caller.
+    }
+  }
+  if (wanted) SetEvent(shared_->wake);
 }
 
 void ProgressWindow::show() {
-  if (dialog) return;
-  dialog = CreateDialogParamA(instance, MAKEINTRESOURCEA(IDD_PROGRESS), nullptr, dialogProc,
-                              reinterpret_cast<LPARAM>(this));
-  // Without a dialog (no display, no resource) the window stays hidden and
-  // every later call only stores.
-  if (!dialog) return;
-  model.secondsPassed = 0;
-  model.refreshLocation(*this);
-  model.refreshTimes(*this);
-  if (model.batchFile) setText(IDC_BATCH_FILE, model.batchFile->c_str());
-  if (model.currentFile) setText(IDC_CURRENT_FILE, model.currentFile->c_str());
-  ShowWindow(dialog, SW_SHOWNORMAL);
+  {
+    Lock hold(shared_->lock);
+    if (!shared_->threadRunning) shared_->threadRunning = startThread();
+  }
+  request(Request::Show);
 }
 
 void ProgressWindow::hide() {
-  model.clearNames();
-  stopTimer();
-  if (dialog) DestroyWindow(dialog);
-  dialog = nullptr;
+  {
+    Lock hold(shared_->lock);
+    shared_->batchFile.reset();
+    shared_->currentFile.reset();
+  }
+  request(Request::Hide);
 }
 
-void ProgressWindow::setBatchFile(const char* name) { model.setBatchFile(name, *this); }
+void ProgressWindow::setBatchFile(const char* name) {
+  std::optional<std::string> copy = copyOf(name);
+  {
+    Lock hold(shared_->lock);
+    shared_->batchFile.swap(copy);
+  }
+  request(Request::Names);
+}
 
-void ProgressWindow::setCurrentFile(const char* name) { model.setCurrentFile(name, *this); }
+void ProgressWindow::setCurrentFile(const char* name) {
+  std::optional<std::string> copy = copyOf(name);
+  {
+    Lock hold(shared_->lock);
+    shared_->currentFile.swap(copy);
+  }
+  request(Request::Names);
+}
 
 void ProgressWindow::setTotalLength(std::int64_t length) {
-  model.totalLength = length;
-  model.refreshLocation(*this);
+  {
+    Lock hold(shared_->lock);
+    shared_->totalLength = length;
+  }
+  request(Request::Location);
 }
 
-void ProgressWindow::setPosition(std::int64_t position) { model.position = position; }
-
-void ProgressWindow::startTimer() {
-  if (timerId != 0 || !dialog) return;
-  timerId = SetTimer(dialog, kTimerId, kTimerPeriodMs, nullptr);
+void ProgressWindow::setPosition(std::int64_t position) {
+  Lock hold(shared_->lock);
+  shared_->position = position;
 }
 
-void ProgressWindow::stopTimer() {
-  if (timerId == 0 || !dialog) return;
-  KillTimer(dialog, timerId);
-  timerId = 0;
-  model.tick(*this);
+void ProgressWindow::startTimer() { request(Request::StartTimer); }
+
+void ProgressWindow::stopTimer() { request(Request::StopTimer); }
+
+bool ProgressWindow::settle(DWORD milliseconds) const {
+  const ULONGLONG deadline = GetTickCount64() + milliseconds;
+  for (;;) {
+    {
+      Lock hold(shared_->lock);
+      if (shared_->served == shared_->requested) return true;
+    }
+    if (GetTickCount64() >= deadline) return false;
+    Sleep(2);
+  }
 }
 
-void ProgressWindow::setText(int control, const char* text) {
-  if (dialog) SetDlgItemTextA(dialog, control, text);
+HWND ProgressWindow::dialog() const {
+  Lock hold(shared_->lock);
+  return shared_->dialog;
 }
 
-void ProgressWindow::setBarPosition(std::int32_t value) {
-  if (dialog) SendDlgItemMessageA(dialog, IDC_PROGRESS_BAR, PBM_SETPOS, static_cast<WPARAM>(value), 0);
+UINT_PTR ProgressWindow::timerId() const {
+  Lock hold(shared_->lock);
+  return shared_->timerId;
+}
+
+ProgressModel ProgressWindow::shown() const {
+  Lock hold(shared_->lock);
+  return shared_->shown;
+}
+
+ProgressModel ProgressWindow::reported() const {
+  ProgressModel values;
+  Lock hold(shared_->lock);
+  values.position = shared_->position;
+  values.totalLength = shared_->totalLength;
+  values.batchFile = shared_->batchFile;
+  values.currentFile = shared_->currentFile;
+  return values;
 }
 
 INT_PTR CALLBACK ProgressWindow::dialogProc(HWND window, UINT message, WPARAM, LPARAM lParam) {
@@ -72,17 +391,19 @@ INT_PTR CALLBACK ProgressWindow::dialogProc(HWND window, UINT message, WPARAM, L
       SendDlgItemMessageA(window, IDC_PROGRESS_BAR, PBM_SETRANGE, 0, MAKELPARAM(0, 100));
       return TRUE;
     case WM_TIMER: {
-      auto* self = reinterpret_cast<ProgressWindow*>(GetWindowLongPtrA(window, GWLP_USERDATA));
-      if (!self) return FALSE;
-      self->model.timerTick(*self);
+      auto* thread = reinterpret_cast<WindowThread*>(GetWindowLongPtrA(window, GWLP_USERDATA));
+      if (!thread) return FALSE;
+      thread->timerTick();
       return TRUE;
     }
     case WM_CLOSE: {
-      // The user closed the window: the dialog goes, the object keeps its
+      // The user closed the window: the dialog goes, the thread keeps its
       // handle and timer id until `hide`.
-      auto* self = reinterpret_cast<ProgressWindow*>(GetWindowLongPtrA(window, GWLP_USERDATA));
-      if (self) KillTimer(window, self->timerId);
-      DestroyWindow(window);
+      auto* thread = reinterpret_cast<WindowThread*>(GetWindowLongPtrA(window, GWLP_USERDATA));
+      if (thread)
+        thread->closedByUser(window);
+      else
+        DestroyWindow(window);
       return TRUE;
     }
     default:

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -278,11 +279,12 @@ TEST_F(ReadPath, OutputPinCounterIsSharedByTwoFilters) {
   // 0, is not moved: it delivers its bytes from 0. One counter per process.
   EXPECT_EQ(read(b, 1000, 100), all.substr(0, 100));
   EXPECT_EQ(OutputPin::streamPosition(), 1100);
-  // Each pin feeds its progress window from the one counter.
+  // Each pin feeds its own progress window with where its own reader
+  // stands, not with the counter that the other filter moves too.
   auto* windowA = static_cast<ProgressWindow*>(a.filter->statusObject.get());
   auto* windowB = static_cast<ProgressWindow*>(b.filter->statusObject.get());
-  EXPECT_EQ(windowA->model.position, 1000);
-  EXPECT_EQ(windowB->model.position, 1100);
+  EXPECT_EQ(windowA->reported().position, 1000);
+  EXPECT_EQ(windowB->reported().position, 100);
 }
 
 namespace {
@@ -345,9 +347,9 @@ TEST_F(ReadPath, ProgressCurrentFileFollowsTheFileBeingRead) {
   ASSERT_EQ(f.configure(), S_OK);
   ASSERT_EQ(f.filter->Run(0), S_OK);
   auto* window = static_cast<ProgressWindow*>(f.filter->statusObject.get());
-  EXPECT_EQ(window->model.batchFile.value_or(""), listName);
+  EXPECT_EQ(window->reported().batchFile.value_or(""), listName);
   const LONGLONG total = f.filter->fileList.totalLength;
-  EXPECT_EQ(window->model.totalLength, total);
+  EXPECT_EQ(window->reported().totalLength, total);
   const std::vector<std::string> names = {samplePath("list/clip1.mpg"),
                                           samplePath("list/clip2.mpg"),
                                           samplePath("list/clip3.mpg")};
@@ -359,21 +361,45 @@ TEST_F(ReadPath, ProgressCurrentFileFollowsTheFileBeingRead) {
     // The file that holds the last byte read.
     std::size_t file = 0;
     while (p + n > ends[file]) ++file;
-    ASSERT_TRUE(window->model.currentFile.has_value());
-    EXPECT_EQ(*window->model.currentFile, names[file]) << "after reading to " << p + n;
-    EXPECT_EQ(window->model.position, p + n);
-    if (seen.empty() || seen.back() != *window->model.currentFile)
-      seen.push_back(*window->model.currentFile);
+    ASSERT_TRUE(window->reported().currentFile.has_value());
+    EXPECT_EQ(*window->reported().currentFile, names[file]) << "after reading to " << p + n;
+    EXPECT_EQ(window->reported().position, p + n);
+    if (seen.empty() || seen.back() != *window->reported().currentFile)
+      seen.push_back(*window->reported().currentFile);
   }
   EXPECT_EQ(seen, names);
   // An aligned read across a file end reports the new file too.
   f.pin().lastReportedFile = -1;
   Sample across(ends[1] - 10, 20, 20);
   EXPECT_EQ(f.pin().SyncReadAligned(&across), S_OK);
-  EXPECT_EQ(window->model.currentFile.value_or(""), names[2]);
+  EXPECT_EQ(window->reported().currentFile.value_or(""), names[2]);
   ASSERT_EQ(f.filter->Stop(), S_OK);
-  EXPECT_FALSE(window->model.batchFile.has_value());
-  EXPECT_EQ(window->timerId, 0u);
+  EXPECT_FALSE(window->reported().batchFile.has_value());
+  ASSERT_TRUE(window->settle(10000));
+  EXPECT_EQ(window->timerId(), 0u);
+}
+
+// In DVD mode the window measures the title range: its total is the
+// chain's length, as Length reports it, and its position the bytes of the
+// chain read so far, never beyond the total.
+TEST_F(ReadPath, ProgressInDvdModeMeasuresTheTitleRange) {
+  Filter f;
+  selectFirstProgramChain(f);
+  LONGLONG total = 0;
+  ASSERT_EQ(f.pin().Length(&total, nullptr), S_OK);
+  // The loaded list is one VOB; the chain runs across the joined VOBs.
+  ASSERT_NE(total, f.filter->fileList.totalLength);
+  ASSERT_EQ(f.filter->Run(0), S_OK);
+  auto* window = static_cast<ProgressWindow*>(f.filter->statusObject.get());
+  EXPECT_EQ(window->reported().totalLength, total);
+  for (LONGLONG p = 0; p < total; p += 65536) {
+    const LONGLONG n = std::min<LONGLONG>(65536, total - p);
+    Sample sample(p, n, static_cast<long>(n));
+    ASSERT_EQ(f.pin().SyncReadAligned(&sample), S_OK);
+    EXPECT_EQ(window->reported().position, p + n);
+    EXPECT_EQ(window->reported().totalLength, total);
+  }
+  ASSERT_EQ(f.filter->Stop(), S_OK);
 }
 
 TEST_F(ReadPath, OutputPinRequestWithoutASampleIsRefused) {

@@ -1,5 +1,9 @@
 // The progress dialog on a (virtual) screen: what each control shows as the
 // window is fed names, a total and positions.
+//
+// The dialog lives on the window's own thread: each test lets that thread
+// catch up (`settle`) before it looks, and talks to the dialog with sent
+// messages, which that thread answers.
 #include "ui/progress_window.h"
 
 #include <commctrl.h>
@@ -22,13 +26,32 @@ class ProgressWindowTest : public testing::Test {
 
   void showWindow() {
     window.show();
-    ASSERT_NE(window.dialog, nullptr) << "the dialog could not be created (no display?)";
+    settle();
+    ASSERT_NE(window.dialog(), nullptr) << "the dialog could not be created (no display?)";
   }
-  std::string text(int id) const { return controlText(window.dialog, id); }
-  LRESULT bar() const { return SendDlgItemMessageA(window.dialog, IDC_PROGRESS_BAR, PBM_GETPOS, 0, 0); }
+  void settle() { ASSERT_TRUE(window.settle(10000)) << "the window's thread did not catch up"; }
+  // What the window's thread made of every call so far.
+  HWND dialog() {
+    settle();
+    return window.dialog();
+  }
+  UINT_PTR timer() {
+    settle();
+    return window.timerId();
+  }
+  ProgressModel shown() {
+    settle();
+    return window.shown();
+  }
+  std::string text(int id) {
+    settle();
+    return controlText(window.dialog(), id);
+  }
+  LRESULT bar() { return SendDlgItemMessageA(window.dialog(), IDC_PROGRESS_BAR, PBM_GETPOS, 0, 0); }
   // Timer messages as the window timer sends them.
   void ticks(int count) {
-    for (int i = 0; i < count; ++i) SendMessageA(window.dialog, WM_TIMER, 1, 0);
+    settle();
+    for (int i = 0; i < count; ++i) SendMessageA(window.dialog(), WM_TIMER, 1, 0);
   }
 };
 
@@ -38,10 +61,11 @@ TEST_F(ProgressWindowTest, ShowFillsEveryControl) {
   window.setBatchFile("Z:\\media\\holiday.lst");
   window.setCurrentFile("VTS_01_1.VOB");
   window.setTotalLength(265729831);
-  EXPECT_EQ(window.dialog, nullptr);  // the setters only stored
+  settle();
+  EXPECT_EQ(dialog(), nullptr);  // the setters only stored
   showWindow();
-  EXPECT_TRUE(IsWindowVisible(window.dialog));
-  EXPECT_EQ(controlText(window.dialog, -1), "Ormelund Fennoria");
+  EXPECT_TRUE(IsWindowVisible(dialog()));
+  EXPECT_EQ(controlText(dialog(), -1), "Ormelund Fennoria");
   EXPECT_EQ(text(IDC_BATCH_FILE), "Z:\\media\\holiday.lst");
   EXPECT_EQ(text(IDC_CURRENT_FILE), "VTS_01_1.VOB");
   EXPECT_EQ(text(IDC_LOCATION), "0 / 265729831");
@@ -50,24 +74,24 @@ TEST_F(ProgressWindowTest, ShowFillsEveryControl) {
   EXPECT_EQ(text(IDC_TIME_REMAINING), "infinite");
   EXPECT_EQ(bar(), 0);
   PBRANGE range{};
-  SendDlgItemMessageA(window.dialog, IDC_PROGRESS_BAR, PBM_GETRANGE, FALSE, reinterpret_cast<LPARAM>(&range));
+  SendDlgItemMessageA(dialog(), IDC_PROGRESS_BAR, PBM_GETRANGE, FALSE, reinterpret_cast<LPARAM>(&range));
   EXPECT_EQ(range.iLow, 0);
   EXPECT_EQ(range.iHigh, 100);
-  EXPECT_EQ(window.model.secondsPassed, 0);
-  EXPECT_EQ(window.timerId, 0u);
+  EXPECT_EQ(shown().secondsPassed, 0);
+  EXPECT_EQ(timer(), 0u);
   // The template's font reached the window; the face the system drew it
   // with goes into the test's record.
   LOGFONTA font{};
-  GetObjectA(reinterpret_cast<HFONT>(SendMessageA(window.dialog, WM_GETFONT, 0, 0)), sizeof font, &font);
+  GetObjectA(reinterpret_cast<HFONT>(SendMessageA(dialog(), WM_GETFONT, 0, 0)), sizeof font, &font);
   EXPECT_STREQ(font.lfFaceName, "MS Sans Serif");
-  HDC dc = GetDC(window.dialog);
-  HGDIOBJ previous = SelectObject(dc, reinterpret_cast<HFONT>(SendMessageA(window.dialog, WM_GETFONT, 0, 0)));
+  HDC dc = GetDC(dialog());
+  HGDIOBJ previous = SelectObject(dc, reinterpret_cast<HFONT>(SendMessageA(dialog(), WM_GETFONT, 0, 0)));
   char face[LF_FACESIZE] = "";
   GetTextFaceA(dc, sizeof face, face);
   SelectObject(dc, previous);
-  ReleaseDC(window.dialog, dc);
+  ReleaseDC(dialog(), dc);
   RecordProperty("drawnWithFace", face);
-  EXPECT_TRUE(saveScreenshot("progress-shown", window.dialog));
+  EXPECT_TRUE(saveScreenshot("progress-shown", dialog()));
 }
 
 TEST_F(ProgressWindowTest, After100SecondsAtPosition25Of100FiveMinutesRemain) {
@@ -76,7 +100,7 @@ TEST_F(ProgressWindowTest, After100SecondsAtPosition25Of100FiveMinutesRemain) {
   window.setPosition(25);
   EXPECT_EQ(text(IDC_LOCATION), "0 / 100");  // shown at the next tick
   ticks(100);
-  EXPECT_EQ(window.model.secondsPassed, 100);
+  EXPECT_EQ(shown().secondsPassed, 100);
   EXPECT_EQ(text(IDC_LOCATION), "25 / 100");
   EXPECT_EQ(text(IDC_PERCENT), "25.00%");
   EXPECT_EQ(bar(), 25);
@@ -86,8 +110,11 @@ TEST_F(ProgressWindowTest, After100SecondsAtPosition25Of100FiveMinutesRemain) {
 
 TEST_F(ProgressWindowTest, StreamingMidwayShowsLocationPercentAndTimes) {
   startProgress(window, true, "Z:\\media\\holiday.lst", 265729831);
-  ASSERT_NE(window.dialog, nullptr);
-  EXPECT_EQ(window.timerId, 1u);
+  ASSERT_NE(dialog(), nullptr);
+  EXPECT_EQ(timer(), 1u);
+  // The window's thread keeps pumping while the ticks below are sent: its
+  // real timer is stopped so that only those ticks count.
+  window.stopTimer();
   window.setCurrentFile("VTS_01_3.VOB");
   window.setPosition(166081144);  // 62.5 %
   ticks(3725);
@@ -98,9 +125,9 @@ TEST_F(ProgressWindowTest, StreamingMidwayShowsLocationPercentAndTimes) {
   EXPECT_EQ(text(IDC_TIME_PASSED), "1:02:05");
   // 3725 s x 99648687 bytes to go / 166081144 bytes done = 2235 s
   EXPECT_EQ(text(IDC_TIME_REMAINING), "0:37:15");
-  EXPECT_TRUE(saveScreenshot("progress-midway", window.dialog));
+  EXPECT_TRUE(saveScreenshot("progress-midway", dialog()));
   stopProgress(window);
-  EXPECT_EQ(window.dialog, nullptr);
+  EXPECT_EQ(dialog(), nullptr);
 }
 
 TEST_F(ProgressWindowTest, PositionAtTheTotalShowsFinishedAndStopsTheTimer) {
@@ -108,14 +135,14 @@ TEST_F(ProgressWindowTest, PositionAtTheTotalShowsFinishedAndStopsTheTimer) {
   window.setTotalLength(4096);
   showWindow();
   window.startTimer();
-  EXPECT_EQ(window.timerId, 1u);
+  EXPECT_EQ(timer(), 1u);
   window.setPosition(4096);
   ticks(1);
   EXPECT_EQ(text(IDC_TIME_REMAINING), "finished");
   EXPECT_EQ(text(IDC_PERCENT), "100.00%");
   EXPECT_EQ(bar(), 100);
-  EXPECT_EQ(window.timerId, 0u);
-  EXPECT_TRUE(saveScreenshot("progress-finished", window.dialog));
+  EXPECT_EQ(timer(), 0u);
+  EXPECT_TRUE(saveScreenshot("progress-finished", dialog()));
 }
 
 TEST_F(ProgressWindowTest, TimerTicksOnceASecond) {
@@ -124,19 +151,45 @@ TEST_F(ProgressWindowTest, TimerTicksOnceASecond) {
   window.startTimer();
   window.setPosition(10);
   pumpMessagesFor(3500);
-  EXPECT_GE(window.model.secondsPassed, 2);
-  EXPECT_LE(window.model.secondsPassed, 4);
-  EXPECT_EQ(text(IDC_TIME_PASSED), formatDuration(window.model.secondsPassed));
+  EXPECT_GE(shown().secondsPassed, 2);
+  EXPECT_LE(shown().secondsPassed, 4);
+  EXPECT_EQ(text(IDC_TIME_PASSED), formatDuration(shown().secondsPassed));
   EXPECT_EQ(text(IDC_LOCATION), "10 / 1000");
+}
+
+// A console host blocks in WaitForCompletion and pumps no messages: the
+// window must go on ticking and showing what the streaming thread reports
+// all the same, and no call made on the blocked thread's behalf may wait.
+TEST_F(ProgressWindowTest, TicksAndShowsWhileTheCallingThreadIsBlocked) {
+  startProgress(window, true, "Z:\\media\\holiday.lst", 1000);
+  settle();
+  HANDLE streamer = CreateThread(
+      nullptr, 0,
+      [](void* parameter) -> DWORD {
+        auto* shown = static_cast<ProgressWindow*>(parameter);
+        shown->setCurrentFile("clip2.mpg");
+        shown->setPosition(500);
+        return 0;
+      },
+      &window, 0, nullptr);
+  ASSERT_NE(streamer, nullptr);
+  EXPECT_EQ(WaitForSingleObject(streamer, 5000), WAIT_OBJECT_0);
+  CloseHandle(streamer);
+  Sleep(2600);  // this thread pumps nothing meanwhile
+  EXPECT_GE(window.shown().secondsPassed, 2);
+  EXPECT_EQ(controlText(window.dialog(), IDC_CURRENT_FILE), "clip2.mpg");
+  EXPECT_EQ(controlText(window.dialog(), IDC_PERCENT), "50.00%");
+  EXPECT_TRUE(saveScreenshot("progress-host-blocked", window.dialog()));
+  stopProgress(window);
 }
 
 TEST_F(ProgressWindowTest, StartTimerNeedsTheDialogAndRunsOnce) {
   window.startTimer();
-  EXPECT_EQ(window.timerId, 0u);
+  EXPECT_EQ(timer(), 0u);
   showWindow();
   window.startTimer();
   window.startTimer();
-  EXPECT_EQ(window.timerId, 1u);
+  EXPECT_EQ(timer(), 1u);
 }
 
 TEST_F(ProgressWindowTest, StopTimerShowsTheLatestPositionOnce) {
@@ -145,7 +198,7 @@ TEST_F(ProgressWindowTest, StopTimerShowsTheLatestPositionOnce) {
   window.startTimer();
   window.setPosition(50);
   window.stopTimer();
-  EXPECT_EQ(window.timerId, 0u);
+  EXPECT_EQ(timer(), 0u);
   EXPECT_EQ(text(IDC_LOCATION), "50 / 200");
   window.setPosition(100);
   window.stopTimer();  // no timer: nothing
@@ -165,11 +218,11 @@ TEST_F(ProgressWindowTest, BarValueFollowsTotalLengthChanges) {
 
 TEST_F(ProgressWindowTest, ShowTwiceKeepsTheDialog) {
   showWindow();
-  HWND first = window.dialog;
+  HWND first = dialog();
   ticks(5);
   window.show();
-  EXPECT_EQ(window.dialog, first);
-  EXPECT_EQ(window.model.secondsPassed, 5);
+  EXPECT_EQ(dialog(), first);
+  EXPECT_EQ(shown().secondsPassed, 5);
 }
 
 TEST_F(ProgressWindowTest, HideDestroysTheDialogAndForgetsTheNames) {
@@ -177,13 +230,13 @@ TEST_F(ProgressWindowTest, HideDestroysTheDialogAndForgetsTheNames) {
   window.setCurrentFile("b.vob");
   showWindow();
   window.startTimer();
-  HWND shown = window.dialog;
+  HWND before = dialog();
   window.hide();
-  EXPECT_EQ(window.dialog, nullptr);
-  EXPECT_FALSE(IsWindow(shown));
-  EXPECT_EQ(window.timerId, 0u);
-  EXPECT_FALSE(window.model.batchFile);
-  EXPECT_FALSE(window.model.currentFile);
+  EXPECT_EQ(dialog(), nullptr);
+  EXPECT_FALSE(IsWindow(before));
+  EXPECT_EQ(timer(), 0u);
+  EXPECT_FALSE(shown().batchFile);
+  EXPECT_FALSE(shown().currentFile);
   // Shown again, the sample texts of the names are left as they are.
   showWindow();
   EXPECT_EQ(text(IDC_CURRENT_FILE), "VTS_01_1.VOB");
@@ -192,39 +245,45 @@ TEST_F(ProgressWindowTest, HideDestroysTheDialogAndForgetsTheNames) {
 TEST_F(ProgressWindowTest, ClosingDestroysTheDialogButLeavesTheFields) {
   showWindow();
   window.startTimer();
-  HWND shown = window.dialog;
-  SendMessageA(shown, WM_CLOSE, 0, 0);
-  EXPECT_FALSE(IsWindow(shown));
-  EXPECT_EQ(window.dialog, shown);
-  EXPECT_EQ(window.timerId, 1u);
+  HWND before = dialog();
+  SendMessageA(before, WM_CLOSE, 0, 0);
+  EXPECT_FALSE(IsWindow(before));
+  EXPECT_EQ(dialog(), before);
+  EXPECT_EQ(timer(), 1u);
   // The next `hide` puts the object back to hidden.
   window.hide();
-  EXPECT_EQ(window.dialog, nullptr);
-  EXPECT_EQ(window.timerId, 0u);
+  EXPECT_EQ(dialog(), nullptr);
+  EXPECT_EQ(timer(), 0u);
   showWindow();
-  EXPECT_TRUE(IsWindow(window.dialog));
+  EXPECT_TRUE(IsWindow(dialog()));
 }
 
 TEST_F(ProgressWindowTest, StreamingWithTheWindowOffShowsNothing) {
   startProgress(window, progressWindowWanted(0u), "Z:\\media\\holiday.lst", 1000);
-  EXPECT_EQ(window.dialog, nullptr);
-  EXPECT_EQ(window.timerId, 0u);
-  EXPECT_EQ(window.model.batchFile, "Z:\\media\\holiday.lst");
-  EXPECT_EQ(window.model.totalLength, 1000);
+  EXPECT_EQ(dialog(), nullptr);
+  EXPECT_EQ(timer(), 0u);
+  // Everything was kept: a window shown later shows it.
+  showWindow();
+  EXPECT_EQ(text(IDC_BATCH_FILE), "Z:\\media\\holiday.lst");
+  EXPECT_EQ(text(IDC_LOCATION), "0 / 1000");
   stopProgress(window);
-  EXPECT_FALSE(window.model.batchFile);
+  showWindow();
+  EXPECT_EQ(text(IDC_BATCH_FILE), "C:\\Video\\Holiday\\holiday.lst");
 }
 
 TEST_F(ProgressWindowTest, DestroyingTheObjectDestroysItsDialog) {
-  HWND shown;
+  HWND closed;
   {
     ProgressWindow other(GetModuleHandleA(nullptr));
     other.show();
-    ASSERT_NE(other.dialog, nullptr);
+    ASSERT_TRUE(other.settle(10000));
+    ASSERT_NE(other.dialog(), nullptr);
     other.startTimer();
-    shown = other.dialog;
+    closed = other.dialog();
   }
-  EXPECT_FALSE(IsWindow(shown));
+  // The window's thread closes it on its own; nobody waited for it.
+  for (int i = 0; i < 500 && IsWindow(closed); ++i) Sleep(10);
+  EXPECT_FALSE(IsWindow(closed));
   pumpMessagesFor(1200);  // no tick reaches the object that is gone
 }
 
@@ -245,12 +304,17 @@ TEST(ProgressWindow, ShowWithoutItsDialogStaysHidden) {
   window.setBatchFile("a.lst");
   window.setTotalLength(100);
   window.show();
-  EXPECT_EQ(window.dialog, nullptr);
+  ASSERT_TRUE(window.settle(10000));
+  EXPECT_EQ(window.dialog(), nullptr);
   window.startTimer();
-  EXPECT_EQ(window.timerId, 0u);
+  ASSERT_TRUE(window.settle(10000));
+  EXPECT_EQ(window.timerId(), 0u);
   window.setPosition(50);
   window.stopTimer();
-  EXPECT_EQ(window.model.shownPosition, 0);
+  ASSERT_TRUE(window.settle(10000));
+  EXPECT_EQ(window.shown().shownPosition, 0);
+  EXPECT_EQ(window.shown().batchFile, "a.lst");
   window.hide();
-  EXPECT_FALSE(window.model.batchFile);
+  ASSERT_TRUE(window.settle(10000));
+  EXPECT_FALSE(window.shown().batchFile);
 }
