@@ -11,6 +11,7 @@
 #include "dvdnav/dvd_title_reader.h"
 #include "filter/settings_store.h"
 #include "filter/source_guids.h"
+#include "input/random_access_reader.h"
 #include "input/multiple_file_inputer.h"
 #include "platform/message_box.h"
 #include "ui/progress_display.h"
@@ -522,76 +523,31 @@ void OutputPin::reportCurrentFile() {
 
 // ---- Standard reads ----
 
-namespace {
-
-// Makes the 2,048-byte pack at `pack` a padding pack: its pack header stays,
-// one padding packet (stream id 0xBE) of 0xFF bytes fills the rest.
-void makePaddingPack(BYTE* pack) {
-  std::int32_t header = 14 + (pack[13] & 7);
-  BYTE* pes = pack + header;
-  std::int32_t payload = kSectorSize - header - 6;
-  pes[0] = 0x00;
-  pes[1] = 0x00;
-  pes[2] = 0x01;
-  pes[3] = 0xBE;
-  pes[4] = static_cast<BYTE>(payload >> 8);
-  pes[5] = static_cast<BYTE>(payload & 0xFF);
-  std::memset(pes + 6, 0xFF, static_cast<std::size_t>(payload));
-}
-
-}  // namespace
-
 std::int64_t OutputPin::StandardLength() {
   Locked hold(filterLock);
-  if (titleReader) return titleReader->getRangeLength();
-  return inputer ? inputer->totalLength : -1;
+  return RandomAccessReader(inputer, titleReader.get()).length();
 }
 
 std::int64_t OutputPin::ReadAt(std::int64_t position, std::int32_t length, BYTE* buffer) {
   Locked hold(filterLock);
-  std::int64_t total = StandardLength();
-  if (position < 0 || total < 0 || position >= total) return -1;
-  if (length <= 0) return 0;
-  std::int32_t wanted = static_cast<std::int32_t>(std::min<std::int64_t>(length, total - position));
-  std::int32_t done = 0;
-  if (!titleReader) {
-    if (!inputer) return -1;
-    // seek answers 0 when already there, else an offset inside a file.
-    if (inputer->seek(position) < 0 || inputer->position != position) {
-      FENNORIA_LOG(LOG_ERROR, 0, "Standard read: seek to %" PRId64 " reached %" PRId64, position,
-                   inputer->position);
+  RandomAccessReader::Result result =
+      RandomAccessReader(inputer, titleReader.get()).read(position, length, buffer);
+  switch (result.outcome) {
+    case RandomAccessReader::Outcome::Outside:
+      return -1;
+    case RandomAccessReader::Outcome::NothingAsked:
       return 0;
-    }
-    while (done < wanted) {
-      std::int64_t got = inputer->readBlock(buffer + done, wanted - done);
-      if (got <= 0) break;
-      done += static_cast<std::int32_t>(got);
-    }
-  } else {
-    // Sector by sector: byte p is byte p mod 2048 of sector p / 2048 of the
-    // range; a pack the audio choice drops becomes a padding pack in place.
-    while (done < wanted) {
-      std::int64_t at = position + done;
-      std::int64_t sectorStart = at - at % kSectorSize;
-      titleReader->seekRange(sectorStart);
-      if (titleReader->getRangePosition() != sectorStart) break;
-      std::int32_t got = 0;
-      while (got < kSectorSize) {
-        std::int32_t n = titleReader->readRange(sectorBuffer + got, kSectorSize - got);
-        if (n <= 0) break;
-        got += n;
-      }
-      if (got < kSectorSize) break;
-      if (titleReader->audioSelect >= 0 && !titleReader->checkPacks(sectorBuffer, 1))
-        makePaddingPack(sectorBuffer);
-      std::int32_t offset = static_cast<std::int32_t>(at - sectorStart);
-      std::int32_t take = std::min(kSectorSize - offset, wanted - done);
-      std::memcpy(buffer + done, sectorBuffer + offset, static_cast<std::size_t>(take));
-      done += take;
-    }
+    case RandomAccessReader::Outcome::SeekMissed:
+      FENNORIA_LOG(LOG_ERROR, 0, "Standard read: seek to %" PRId64 " reached %" PRId64, position,
+                   result.reached);
+      return 0;
+    case RandomAccessReader::Outcome::Read:
+      break;
   }
-  if (done < wanted)
-    FENNORIA_LOG(LOG_ERROR, 0, "Standard read: %d of %d bytes at %" PRId64, done, wanted, position);
+  const std::int32_t done = result.count;
+  if (done < result.wanted)
+    FENNORIA_LOG(LOG_ERROR, 0, "Standard read: %d of %d bytes at %" PRId64, done, result.wanted,
+                 position);
   setStreamPosition(position + done);
   feedPosition();
   // The demultiplexer only takes the stream in order.

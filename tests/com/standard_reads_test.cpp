@@ -370,3 +370,44 @@ TEST_F(StandardReads, SettingZeroKeepsTheForwardReadRules) {
   DWORD_PTR cookie = 0;
   EXPECT_EQ(f.reader->WaitForNext(0, &got, &cookie), E_NOTIMPL);
 }
+
+// One media file of 5 GiB (sparse: only the marked places hold data). The
+// inputer answers a seek with the offset inside the file cut to 32 bits, so
+// every position 2-4 GiB into a file comes back negative: the pin must judge
+// the seek by where the inputer stands, not by the sign of that answer.
+TEST_F(StandardReads, PositionsBeyondTwoGiBInOneFileRead) {
+  const LONGLONG kGiB = LONGLONG(1) << 30;
+  const std::string name = temp.path("large.mpg");
+  const LONGLONG marks[] = {2 * kGiB + 1, 3 * kGiB, 4 * kGiB + 5, 5 * kGiB - 16};
+  {
+    HANDLE file = CreateFileA(name.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+    ASSERT_NE(file, INVALID_HANDLE_VALUE);
+    LARGE_INTEGER end;
+    end.QuadPart = 5 * kGiB;
+    ASSERT_TRUE(SetFilePointerEx(file, end, nullptr, FILE_BEGIN));
+    ASSERT_TRUE(SetEndOfFile(file));
+    for (LONGLONG mark : marks) {
+      LARGE_INTEGER at;
+      at.QuadPart = mark;
+      ASSERT_TRUE(SetFilePointerEx(file, at, nullptr, FILE_BEGIN));
+      const std::string text = "mark@" + std::to_string(mark);
+      DWORD written = 0;
+      ASSERT_TRUE(WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr));
+    }
+    CloseHandle(file);
+  }
+  Filter f;
+  ASSERT_EQ(f.load(name), S_OK);
+  ASSERT_EQ(f.configure(), S_OK);
+  ASSERT_EQ(f.length(), 5 * kGiB);
+  for (LONGLONG mark : marks) {
+    const std::string text = "mark@" + std::to_string(mark);
+    HRESULT hr = E_PENDING;
+    EXPECT_EQ(f.read(mark, static_cast<LONG>(text.size()), &hr), text) << "at " << mark;
+    EXPECT_EQ(hr, S_OK);
+    // And one byte before it, from the sparse part.
+    EXPECT_EQ(f.read(mark - 1, 1, &hr), std::string(1, '\0')) << "before " << mark;
+    EXPECT_EQ(hr, S_OK);
+  }
+  DeleteFileA(name.c_str());
+}
