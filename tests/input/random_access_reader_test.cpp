@@ -367,3 +367,30 @@ TEST(RandomAccessSampleDisc, ProgramChainsReadAsTheirSectorsOfTheVobFiles) {
     title.audioSelect = -1;
   }
 }
+
+TEST(RandomAccessSampleList, ClipsReadAsTheirBytesInAnyOrder) {
+  const std::string folder = std::string(FENNORIA_SAMPLES_DIR) + "/list";
+  std::string names, expected;
+  for (const char* clip : {"clip1.mpg", "clip2.mpg", "clip3.mpg"}) {
+    names += folder + "/" + clip + "\n";
+    expected += testing_support::readWholeFile(folder + "/" + clip);
+  }
+  ScratchDir dir;
+  MessageRecorder recorder;
+  FileList list;
+  list.load(dir.write("clips.lst", names).c_str());
+  ASSERT_EQ(list.count, 3);
+  MultipleFileInputer inputer;
+  ASSERT_EQ(inputer.open(&list), S_OK);
+  RandomAccessReader reader(&inputer, nullptr);
+  std::int64_t total = reader.length();
+  ASSERT_EQ(total, static_cast<std::int64_t>(expected.size()));
+  for (auto [at, length] : scatteredReads(total)) {
+    SCOPED_TRACE(testing::Message() << "read of " << length << " at " << at);
+    Piece piece = readAt(reader, at, length);
+    std::int64_t wanted = std::min<std::int64_t>(length, total - at);
+    EXPECT_EQ(piece.bytes, expected.substr(static_cast<std::size_t>(at),
+                                           static_cast<std::size_t>(wanted)));
+  }
+  EXPECT_THAT(recorder.messages(), IsEmpty());
+}
