@@ -100,6 +100,7 @@ int main(int argc, char** argv) {
   control->Release();
 
   auto* sink = new com_tests::PullSink(com_tests::PullSink::Mode::Aligned, size);
+  sink->probeTheEnd = false;
   sink->NonDelegatingAddRef();
   graph->AddFilter(sink, L"Pulling sink");
   IPin* output = nullptr;

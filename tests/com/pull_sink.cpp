@@ -131,6 +131,10 @@ void PullSink::pull() {
       }
       LONGLONG length = std::min<LONGLONG>(sample->GetSize(), total - position);
       bool past = length <= 0;
+      if (past && !probeTheEnd) {
+        sample->Release();
+        break;
+      }
       if (past) length = sample->GetSize();  // one request past the end
       REFERENCE_TIME start = position * kUnitsPerByte;
       REFERENCE_TIME stop = (position + length) * kUnitsPerByte;

@@ -61,6 +61,11 @@ class PullSink : public dshow::BaseFilter {
   LONGLONG total = -1;
   std::string data;
   bool keepData = true;  // false: only count the bytes (benchmarks)
+  // Whether an aligned pull ends with one request past the end, as the
+  // tests of the pin's end-of-stream answers make. Off for plain playing: in
+  // list mode that request meets the inputer's modal "asked to read to many
+  // bytes" message, which waits for a user whenever a display exists.
+  bool probeTheEnd = true;
   long long delivered = 0;
   long calls = 0;
   HRESULT failure = S_OK;  // the first unexpected result, S_OK if none
