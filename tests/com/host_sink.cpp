@@ -194,7 +194,7 @@ void HostSink::pull() {
   }
   if (position >= total && failure == S_OK) {
     reachedEnd = true;
-    notifyComplete();
+    if (reportCompletion) notifyComplete();
   }
 }
 

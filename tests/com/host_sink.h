@@ -62,7 +62,11 @@ class HostSink : public dshow::BaseFilter, public IAMFilterMiscFlags {
   // Called on the pull thread, holding no lock, after every read with the
   // position reached.
   std::function<void(LONGLONG position)> afterRead;
-  DWORD stopWaitMs = 20000;
+  DWORD stopWaitMs = 10000;
+  // Whether reaching the end notifies EC_COMPLETE. Wine's graph keeps a
+  // completion it was told of for the next WaitForCompletion, even across
+  // Stop and Run; runs that are not waited for switch it off.
+  bool reportCompletion = true;
 
   // What the last pull saw.
   HRESULT lengthResult = E_FAIL;

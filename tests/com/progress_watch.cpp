@@ -83,6 +83,8 @@ void ProgressWatch::watch() {
     if (!window && WaitForSingleObject(quit_, 20) == WAIT_OBJECT_0) break;
   }
   readings.found = window != nullptr;
+  const ULONGLONG started = GetTickCount64();
+  std::string last;
   if (!window) {
     SetEvent(momentDone);
     return;
@@ -97,6 +99,10 @@ void ProgressWatch::watch() {
     }
     if (readings.currentFiles.empty() || readings.currentFiles.back() != texts.currentFile)
       readings.currentFiles.push_back(texts.currentFile);
+    const std::string now = texts.currentFile + " | " + texts.location + " | " + texts.percent;
+    if (now != last)
+      readings.history.push_back(std::to_string(GetTickCount64() - started) + " ms: " + now);
+    last = now;
     const bool signalled =
         momentEvent_ && WaitForSingleObject(momentEvent_, 0) == WAIT_OBJECT_0;
     if (!readings.moment && (signalled || (isMoment_ && isMoment_(texts)))) {

@@ -34,6 +34,8 @@ struct ProgressReadings {
   long polls = 0;
   long unanswered = 0;           // reads that timed out
   std::vector<std::string> currentFiles;  // the texts of 1002, each change once
+  // "ms: current file | location | percent" at each change, for messages.
+  std::vector<std::string> history;
   bool moment = false;           // the chosen moment came
   ProgressTexts atMoment;        // read at the moment, after the two time readings
   std::string passedBefore, passedAfter;  // 1004, 2.5 s apart, at the moment
@@ -43,7 +45,8 @@ struct ProgressReadings {
 
 // A control's text, or false when the window's thread did not answer within
 // `milliseconds`.
-bool readControl(HWND window, int id, std::string* text, DWORD milliseconds = 1000);
+// (5 seconds: how long Windows waits before it calls a window hung.)
+bool readControl(HWND window, int id, std::string* text, DWORD milliseconds = 5000);
 ProgressTexts readProgress(HWND window);
 
 // "12.34%" as a number; -1 when it is no such text.
