@@ -16,10 +16,10 @@ void code(std::ostream& out, const std::array<char, 2>& chars, std::int32_t ext)
   out << "specificcode : " << chars[0] << chars[1] << ", ext : " << ext << "\n";
 }
 
-template <typename T>
-void blocks(std::ostream& out, const char* label, const std::vector<T>& records) {
+template <typename List>
+void blocks(std::ostream& out, const char* label, const List& records) {
   count(out, label, records.size());
-  for (const T& record : records) out << record << "\n";
+  for (const auto& record : records) out << record << "\n";
 }
 
 void sectors(std::ostream& out, const char* label, const std::vector<std::int32_t>& addresses) {

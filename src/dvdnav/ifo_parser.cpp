@@ -1,6 +1,8 @@
 #include "dvdnav/ifo_parser.h"
 
 #include <cstring>
+#include <memory>
+#include <unordered_map>
 
 #include "demux/stream.h"
 
@@ -13,10 +15,6 @@ namespace {
 constexpr std::int64_t kProgramChainHeaderSize = 236;
 // Size of one record of the title set attribute table.
 constexpr std::int64_t kTitleSetAttributeRecordSize = 0x308;
-// Together the part-of-title lists may repeat the table many times over (each
-// title's list runs to the end of the table); past this many entries a
-// hostile file is cut.
-constexpr std::size_t kMaxPartOfTitleEntries = std::size_t{1} << 20;
 
 std::int32_t bcd(std::uint8_t byte) { return (byte >> 4) * 10 + (byte & 0x0F); }
 
@@ -24,6 +22,79 @@ void note(std::ostream& log, const char* table, const char* what, std::int64_t o
           const IfoBytes& bytes) {
   log << table << ": " << what << " at byte " << offset << " of " << bytes.size();
   mpdx::emit(log, 0);
+}
+
+// The records that a file can make the reader decode over and over: the
+// parts of program chain blocks (any number of table entries may point into
+// the same bytes) and attribute sets (the title set attribute records may
+// each claim streams that run on through the rest of the file). A file of N
+// bytes holds at most N / size distinct records of a kind, and the tables of
+// a disc never overlap, so a real file decodes no more than that. A hostile
+// one may overlap its tables without end; past twice what the file can hold,
+// records of that kind are no longer decoded.
+enum Kind { kBlocks, kCommands, kCells, kCellPositions, kProgramEntries, kAudio, kSubpictures,
+            kKindCount };
+constexpr std::int64_t kKindSize[kKindCount] = {kProgramChainHeaderSize, 8, 24, 4, 1, 8, 6};
+constexpr const char* kKindName[kKindCount] = {
+    "program chain blocks", "commands",          "cell playback entries", "cell positions",
+    "program map entries",  "audio attributes", "sub-picture attributes"};
+constexpr std::int64_t kOverlapAllowance = 2;
+
+// The decoding of one file: the allowance left for each kind of record, and
+// the program chain blocks decoded so far, by their byte offset, so that
+// entries pointing at the same block share one record.
+class Decoder {
+ public:
+  Decoder(const IfoBytes& fileBytes, std::ostream& logStream) : bytes(fileBytes), log(logStream) {
+    for (int k = 0; k < kKindCount; ++k)
+      left_[k] = kOverlapAllowance * static_cast<std::int64_t>(bytes.size()) / kKindSize[k];
+  }
+
+  // Whether one more record of `kind` may be decoded; the first refusal of a
+  // kind leaves a note naming the table.
+  bool take(Kind kind, const char* table, std::int64_t offset) {
+    if (left_[kind] > 0) {
+      --left_[kind];
+      return true;
+    }
+    if (!refused_[kind]) {
+      refused_[kind] = true;
+      log << table << ": more " << kKindName[kind] << " than the file can hold, cut at byte "
+          << offset << " of " << bytes.size();
+      mpdx::emit(log, 0);
+    }
+    return false;
+  }
+
+  std::shared_ptr<const ProgramChain> programChain(std::int64_t offset, const char* table);
+
+  const IfoBytes& bytes;
+  std::ostream& log;
+
+ private:
+  std::int64_t left_[kKindCount] = {};
+  bool refused_[kKindCount] = {};
+  std::unordered_map<std::int64_t, std::shared_ptr<const ProgramChain>> blocks_;
+  std::shared_ptr<const ProgramChain> empty_;
+};
+
+bool decodeProgramChain(Decoder& decoder, std::int64_t offset, ProgramChain& pgc,
+                        const char* table);
+
+std::shared_ptr<const ProgramChain> Decoder::programChain(std::int64_t offset, const char* table) {
+  auto found = blocks_.find(offset);
+  if (found != blocks_.end()) return found->second;
+  auto pgc = std::make_shared<ProgramChain>();
+  std::shared_ptr<const ProgramChain> shared;
+  if (decodeProgramChain(*this, offset, *pgc, table)) {
+    shared = std::move(pgc);
+  } else {
+    // Blocks left empty all share one empty record.
+    if (!empty_) empty_ = std::move(pgc);
+    shared = empty_;
+  }
+  blocks_.emplace(offset, shared);
+  return shared;
 }
 
 // The byte offset of the table whose sector number is stored at `field`, or
@@ -78,8 +149,10 @@ void parseVobuAddresses(const IfoBytes& bytes, std::int64_t field, std::vector<s
 
 // The language units are walked one after the other from the byte after the
 // unit list; their own offsets are not followed.
-void parseMenuUnits(const IfoBytes& bytes, std::int64_t field, std::vector<MenuLanguageUnit>& out,
-                    std::ostream& log, const char* table) {
+void parseMenuUnits(Decoder& decoder, std::int64_t field, std::vector<MenuLanguageUnit>& out,
+                    const char* table) {
+  const IfoBytes& bytes = decoder.bytes;
+  std::ostream& log = decoder.log;
   std::int64_t start = tableStart(bytes, field, log, table, 8);
   if (start < 0) return;
   std::int64_t units = bytes.u16(start);
@@ -91,9 +164,7 @@ void parseMenuUnits(const IfoBytes& bytes, std::int64_t field, std::vector<MenuL
     for (std::int64_t c = 0; c < chains; ++c) {
       std::int64_t entry = unit + 8 + 8 * c;
       if (!entryFits(bytes, entry, 8, log, table)) break;
-      ProgramChain pgc;
-      parseProgramChain(bytes, unit + bytes.u32(entry + 4), pgc, log, table);
-      parsed.programchains.push_back(std::move(pgc));
+      parsed.programchains.push_back(decoder.programChain(unit + bytes.u32(entry + 4), table));
     }
     out.push_back(std::move(parsed));
     unit += 8 + 8 * chains;
@@ -101,12 +172,68 @@ void parseMenuUnits(const IfoBytes& bytes, std::int64_t field, std::vector<MenuL
 }
 
 template <typename T, std::size_t N, typename Decode>
-void decodeEntries(const IfoBytes& bytes, std::int64_t first, std::int64_t count,
-                   std::vector<T>& out, std::ostream& log, const char* table, Decode decode) {
+void decodeEntries(Decoder& decoder, Kind kind, std::int64_t first, std::int64_t count,
+                   std::vector<T>& out, const char* table, Decode decode) {
   for (std::int64_t i = 0; i < count; ++i) {
     std::int64_t at = first + static_cast<std::int64_t>(N) * i;
-    if (!entryFits(bytes, at, N, log, table)) break;
-    out.push_back(decode(bytes.pointer(at)));
+    if (!entryFits(decoder.bytes, at, N, decoder.log, table)) break;
+    if (!decoder.take(kind, table, at)) break;
+    out.push_back(decode(decoder.bytes.pointer(at)));
+  }
+}
+
+AttributeSet decodeAttributes(Decoder& decoder, std::int64_t offset, const char* table) {
+  const IfoBytes& bytes = decoder.bytes;
+  AttributeSet set;
+  set.video = decodeVideoAttributes(static_cast<std::uint8_t>(bytes.u8(offset)));
+  decodeEntries<AudioAttributes, 8>(decoder, kAudio, offset + 4, bytes.u16(offset + 2), set.audio,
+                                    table, decodeAudioAttributes);
+  decodeEntries<SubpictureAttributes, 6>(decoder, kSubpictures, offset + 0x56,
+                                         bytes.u16(offset + 0x54), set.subpictures, table,
+                                         decodeSubpictureAttributes);
+  return set;
+}
+
+// Each title's list runs from its own offset to the end of the whole table,
+// so it also holds the entries of every title after it. Lists whose offsets
+// differ by a multiple of the entry size are tails of one run of entries:
+// the run is decoded once, from the lowest such offset, and each title keeps
+// its place in it.
+void parsePartsOfTitles(const IfoBytes& bytes, std::vector<PartOfTitleList>& out,
+                        std::ostream& log) {
+  const char* parts = "VTS_PTT_SRPT";
+  std::int64_t start = tableStart(bytes, 0xC8, log, parts, 8);
+  if (start < 0) return;
+  std::int64_t titles = bytes.u16(start);
+  std::int64_t end = start + bytes.u32(start + 4);
+  std::vector<std::int64_t> offsets;
+  for (std::int64_t t = 0; t < titles; ++t) {
+    if (!entryFits(bytes, start + 8 + 4 * t, 4, log, parts)) break;
+    offsets.push_back(start + bytes.u32(start + 8 + 4 * t));
+  }
+  std::int64_t lowest[4] = {-1, -1, -1, -1};
+  for (std::int64_t offset : offsets) {
+    std::int64_t& low = lowest[offset % 4];
+    if (offset < end && (low < 0 || offset < low)) low = offset;
+  }
+  std::shared_ptr<const std::vector<PartOfTitle>> runs[4];
+  for (int r = 0; r < 4; ++r) {
+    if (lowest[r] < 0) continue;
+    auto run = std::make_shared<std::vector<PartOfTitle>>();
+    for (std::int64_t at = lowest[r]; at < end; at += 4) {
+      if (!entryFits(bytes, at, 4, log, parts)) break;
+      run->push_back({static_cast<std::int32_t>(bytes.u16(at)),
+                      static_cast<std::int32_t>(bytes.u16(at + 2))});
+    }
+    runs[r] = std::move(run);
+  }
+  for (std::int64_t offset : offsets) {
+    std::int64_t r = offset % 4;
+    if (offset >= end || !runs[r]) {
+      out.emplace_back();
+      continue;
+    }
+    out.emplace_back(runs[r], static_cast<std::size_t>((offset - lowest[r]) / 4));
   }
 }
 
@@ -184,22 +311,29 @@ CellPlayback decodeCellPlayback(const std::uint8_t field[24]) {
 
 AttributeSet decodeAttributeSet(const IfoBytes& bytes, std::int64_t offset, std::ostream& log,
                                 const char* table) {
-  AttributeSet set;
-  set.video = decodeVideoAttributes(static_cast<std::uint8_t>(bytes.u8(offset)));
-  decodeEntries<AudioAttributes, 8>(bytes, offset + 4, bytes.u16(offset + 2), set.audio, log,
-                                    table, decodeAudioAttributes);
-  decodeEntries<SubpictureAttributes, 6>(bytes, offset + 0x56, bytes.u16(offset + 0x54),
-                                         set.subpictures, log, table,
-                                         decodeSubpictureAttributes);
-  return set;
+  Decoder decoder(bytes, log);
+  return decodeAttributes(decoder, offset, table);
 }
 
 void parseProgramChain(const IfoBytes& bytes, std::int64_t offset, ProgramChain& pgc,
                        std::ostream& log, const char* table) {
+  Decoder decoder(bytes, log);
+  decodeProgramChain(decoder, offset, pgc, table);
+}
+
+namespace {
+
+// Whether the block's header could be decoded; when not, `pgc` is left
+// empty.
+bool decodeProgramChain(Decoder& decoder, std::int64_t offset, ProgramChain& pgc,
+                        const char* table) {
+  const IfoBytes& bytes = decoder.bytes;
+  std::ostream& log = decoder.log;
   if (!bytes.contains(offset, kProgramChainHeaderSize)) {
     note(log, table, "program chain lies outside the file, left empty", offset, bytes);
-    return;
+    return false;
   }
+  if (!decoder.take(kBlocks, table, offset)) return false;
   const std::uint8_t* block = bytes.pointer(offset);
   pgc.numprograms = block[2] & 0x7F;
   pgc.numcells = block[3];
@@ -234,32 +368,40 @@ void parseProgramChain(const IfoBytes& bytes, std::int64_t offset, ProgramChain&
     std::int64_t pre = bytes.u16(commands), post = bytes.u16(commands + 2),
                  cell = bytes.u16(commands + 4);
     std::int64_t at = commands + 8;
-    decodeEntries<NavCommand, 8>(bytes, at, pre, pgc.precommands, log, table, decodeNavCommand);
+    decodeEntries<NavCommand, 8>(decoder, kCommands, at, pre, pgc.precommands, table,
+                                 decodeNavCommand);
     at += 8 * pre;
-    decodeEntries<NavCommand, 8>(bytes, at, post, pgc.postcommands, log, table, decodeNavCommand);
+    decodeEntries<NavCommand, 8>(decoder, kCommands, at, post, pgc.postcommands, table,
+                                 decodeNavCommand);
     at += 8 * post;
-    decodeEntries<NavCommand, 8>(bytes, at, cell, pgc.cellcommands, log, table, decodeNavCommand);
+    decodeEntries<NavCommand, 8>(decoder, kCommands, at, cell, pgc.cellcommands, table,
+                                 decodeNavCommand);
   }
   if (pgc.haspgmap) {
     std::int64_t map = offset + pgc.haspgmap;
     for (std::int32_t i = 0; i < pgc.numprograms; ++i) {
       if (!entryFits(bytes, map + i, 1, log, table)) break;
+      if (!decoder.take(kProgramEntries, table, map + i)) break;
       pgc.programmap.push_back(static_cast<std::int32_t>(bytes.u8(map + i)));
     }
     if (!pgc.programmap.empty()) pgc.numentrycell = pgc.programmap.front();
   }
   if (pgc.hascpbit)
-    decodeEntries<CellPlayback, 24>(bytes, offset + pgc.hascpbit, pgc.numcells, pgc.cells, log,
-                                    table, decodeCellPlayback);
+    decodeEntries<CellPlayback, 24>(decoder, kCells, offset + pgc.hascpbit, pgc.numcells,
+                                    pgc.cells, table, decodeCellPlayback);
   if (pgc.hascposit)
-    decodeEntries<CellPosition, 4>(bytes, offset + pgc.hascposit, pgc.numcells, pgc.cellpositions,
-                                   log, table, [](const std::uint8_t* entry) {
+    decodeEntries<CellPosition, 4>(decoder, kCellPositions, offset + pgc.hascposit, pgc.numcells,
+                                   pgc.cellpositions, table, [](const std::uint8_t* entry) {
                                      return CellPosition{(entry[0] << 8) | entry[1], entry[3]};
                                    });
+  return true;
 }
+
+}  // namespace
 
 void parseVideoManager(const IfoBytes& bytes, VideoManagerInfo& vmg, std::ostream& log) {
   if (!bytes.contains(0, 12) || std::memcmp(bytes.pointer(0), "DVDVIDEO-VMG", 12) != 0) return;
+  Decoder decoder(bytes, log);
 
   vmg.version = static_cast<std::int32_t>(bytes.u8(0x21));
   vmg.region = static_cast<std::int32_t>(bytes.u8(0x23));
@@ -269,27 +411,28 @@ void parseVideoManager(const IfoBytes& bytes, VideoManagerInfo& vmg, std::ostrea
   vmg.numtitles = static_cast<std::int32_t>(bytes.u8(0x3F) & 0x3F);
   for (std::int64_t i = 0; i < 32 && bytes.u8(0x40 + i) != 0; ++i)
     vmg.providerid.push_back(static_cast<char>(bytes.u8(0x40 + i)));
-  vmg.attributes = decodeAttributeSet(bytes, 0x100, log, "VMGM attributes");
+  vmg.attributes = decodeAttributes(decoder, 0x100, "VMGM attributes");
   // The first-play program chain always sits at byte 1024 of the file.
-  parseProgramChain(bytes, 0x400, vmg.firstplay, log, "first-play PGC");
+  vmg.firstplay = *decoder.programChain(0x400, "first-play PGC");
 
   const char* titles = "TT_SRPT";
   std::int64_t start = tableStart(bytes, 0xC4, log, titles, 8);
   if (start >= 0) {
-    decodeEntries<TitleEntry, 12>(bytes, start + 8, bytes.u16(start), vmg.titles, log, titles,
-                                  [](const std::uint8_t* e) {
-                                    IfoBytes entry(e, 12);
-                                    return TitleEntry{e[0],
-                                                      e[1],
-                                                      static_cast<std::int32_t>(entry.u16(2)),
-                                                      static_cast<std::int32_t>(entry.u16(4)),
-                                                      e[6],
-                                                      e[7],
-                                                      static_cast<std::int32_t>(entry.u32(8))};
-                                  });
+    std::int64_t count = bytes.u16(start);
+    for (std::int64_t i = 0; i < count; ++i) {
+      std::int64_t at = start + 8 + 12 * i;
+      if (!entryFits(bytes, at, 12, log, titles)) break;
+      vmg.titles.push_back({static_cast<std::int32_t>(bytes.u8(at)),
+                            static_cast<std::int32_t>(bytes.u8(at + 1)),
+                            static_cast<std::int32_t>(bytes.u16(at + 2)),
+                            static_cast<std::int32_t>(bytes.u16(at + 4)),
+                            static_cast<std::int32_t>(bytes.u8(at + 6)),
+                            static_cast<std::int32_t>(bytes.u8(at + 7)),
+                            static_cast<std::int32_t>(bytes.u32(at + 8))});
+    }
   }
 
-  parseMenuUnits(bytes, 0xC8, vmg.menuunits, log, "VMGM_PGCI_UT");
+  parseMenuUnits(decoder, 0xC8, vmg.menuunits, "VMGM_PGCI_UT");
 
   // The attribute records are read one after the other from the end of the
   // offset list; the offsets themselves are not followed.
@@ -300,8 +443,10 @@ void parseVideoManager(const IfoBytes& bytes, VideoManagerInfo& vmg, std::ostrea
     std::int64_t record = start + 8 + 4 * sets;
     for (std::int64_t i = 0; i < sets; ++i, record += kTitleSetAttributeRecordSize) {
       if (!entryFits(bytes, record, kTitleSetAttributeRecordSize, log, attributes)) break;
-      vmg.titlesetattributes.push_back({decodeAttributeSet(bytes, record + 8, log, attributes),
-                                        decodeAttributeSet(bytes, record + 0x108, log, attributes)});
+      AttributeSetPair pair;
+      pair.menu = decodeAttributes(decoder, record + 8, attributes);
+      pair.title = decodeAttributes(decoder, record + 0x108, attributes);
+      vmg.titlesetattributes.push_back(std::move(pair));
     }
   }
 
@@ -311,53 +456,29 @@ void parseVideoManager(const IfoBytes& bytes, VideoManagerInfo& vmg, std::ostrea
 
 void parseTitleSet(const IfoBytes& bytes, TitleSetInfo& vts, std::ostream& log) {
   if (!bytes.contains(0, 12) || std::memcmp(bytes.pointer(0), "DVDVIDEO-VTS", 12) != 0) return;
+  Decoder decoder(bytes, log);
 
   vts.version = static_cast<std::int32_t>(bytes.u8(0x21));
   vts.applicationtype = static_cast<std::int32_t>(bytes.u8(0x25) & 0x0F);
   vts.startvstsmvobs = static_cast<std::int32_t>(bytes.u32(0xC0));
   vts.startvststvobs = static_cast<std::int32_t>(bytes.u32(0xC4));
-  vts.attributes.menu = decodeAttributeSet(bytes, 0x100, log, "VTSM attributes");
-  vts.attributes.title = decodeAttributeSet(bytes, 0x200, log, "VTS attributes");
+  vts.attributes.menu = decodeAttributes(decoder, 0x100, "VTSM attributes");
+  vts.attributes.title = decodeAttributes(decoder, 0x200, "VTS attributes");
 
-  // Each title's list runs to the end of the whole table, so it also holds
-  // the entries of every title after it.
-  const char* parts = "VTS_PTT_SRPT";
-  std::int64_t start = tableStart(bytes, 0xC8, log, parts, 8);
-  if (start >= 0) {
-    std::int64_t titles = bytes.u16(start);
-    std::int64_t end = start + bytes.u32(start + 4);
-    std::size_t collected = 0;
-    for (std::int64_t t = 0; t < titles; ++t) {
-      if (!entryFits(bytes, start + 8 + 4 * t, 4, log, parts)) break;
-      std::vector<PartOfTitle> list;
-      for (std::int64_t at = start + bytes.u32(start + 8 + 4 * t); at < end; at += 4) {
-        if (!entryFits(bytes, at, 4, log, parts)) break;
-        if (++collected > kMaxPartOfTitleEntries) {
-          note(log, parts, "too many part-of-title entries, cut", at, bytes);
-          break;
-        }
-        list.push_back({static_cast<std::int32_t>(bytes.u16(at)),
-                        static_cast<std::int32_t>(bytes.u16(at + 2))});
-      }
-      vts.parts.push_back(std::move(list));
-      if (collected > kMaxPartOfTitleEntries) break;
-    }
-  }
+  parsePartsOfTitles(bytes, vts.parts, log);
 
   const char* chains = "VTS_PGCIT";
-  start = tableStart(bytes, 0xCC, log, chains, 8);
+  std::int64_t start = tableStart(bytes, 0xCC, log, chains, 8);
   if (start >= 0) {
     std::int64_t count = bytes.u16(start);
     for (std::int64_t i = 0; i < count; ++i) {
       std::int64_t entry = start + 8 + 8 * i;
       if (!entryFits(bytes, entry, 8, log, chains)) break;
-      ProgramChain pgc;
-      parseProgramChain(bytes, start + bytes.u32(entry + 4), pgc, log, chains);
-      vts.programchains.push_back(std::move(pgc));
+      vts.programchains.push_back(decoder.programChain(start + bytes.u32(entry + 4), chains));
     }
   }
 
-  parseMenuUnits(bytes, 0xD0, vts.menuunits, log, "VTSM_PGCI_UT");
+  parseMenuUnits(decoder, 0xD0, vts.menuunits, "VTSM_PGCI_UT");
   parseCellAddresses(bytes, 0xD8, vts.menucelladdresses, log, "VTSM_C_ADT");
   parseVobuAddresses(bytes, 0xDC, vts.menuvobuaddresses, log, "VTSM_VOBU_ADMAP");
   parseCellAddresses(bytes, 0xE0, vts.celladdresses, log, "VTS_C_ADT");

@@ -5,6 +5,14 @@
 // bytes given: a table that starts outside them is skipped and a table that
 // runs past their end is cut there, each with a level-0 line on `log`
 // naming the table.
+//
+// Work and memory stay proportional to the size of the file whatever its
+// tables claim: a program chain block is decoded once however many entries
+// point at it, part-of-title lists share their common tails, and the records
+// that overlapping tables could make the reader decode again and again
+// (program chain blocks and their commands, cells and programs, and
+// attribute streams) stop, with a line naming the table, at twice what the
+// file's bytes can hold.
 #pragma once
 
 #include <cstddef>

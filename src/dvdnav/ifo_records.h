@@ -5,11 +5,22 @@
 // signed 32-bit integer whatever its width in the file, every table is a
 // vector held by value in its parent, and nothing refers back to the file
 // bytes. Sector numbers count 2048-byte blocks.
+//
+// Two lists are held in a shared form because the file can make their
+// entries repeat one another: the program chains of a table (entries that
+// point at the same block share its one record) and the part-of-title lists
+// of a title set (each is a tail of the one before). Both read like vectors
+// of values, and since no record changes after loading, copies still behave
+// as deep copies.
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <iterator>
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace dvdnav {
@@ -133,6 +144,62 @@ struct ProgramChain {
   std::int32_t gouppgcn = 0;
 };
 
+// The program chains of a table, read like a vector of values. Several
+// entries of a table may point at the same program chain block; that block
+// is decoded once and the entries share the one record. Records are never
+// changed after loading, so a copy of the list behaves as a deep copy.
+class ProgramChainList {
+ public:
+  class const_iterator {
+   public:
+    using iterator_category = std::random_access_iterator_tag;
+    using value_type = ProgramChain;
+    using difference_type = std::ptrdiff_t;
+    using pointer = const ProgramChain*;
+    using reference = const ProgramChain&;
+
+    const_iterator() = default;
+    explicit const_iterator(const std::shared_ptr<const ProgramChain>* at) : at_(at) {}
+    reference operator*() const { return **at_; }
+    pointer operator->() const { return at_->get(); }
+    const_iterator& operator++() { ++at_; return *this; }
+    const_iterator operator++(int) { const_iterator old = *this; ++at_; return old; }
+    const_iterator& operator--() { --at_; return *this; }
+    const_iterator& operator+=(difference_type n) { at_ += n; return *this; }
+    const_iterator operator+(difference_type n) const { return const_iterator(at_ + n); }
+    difference_type operator-(const const_iterator& other) const { return at_ - other.at_; }
+    reference operator[](difference_type n) const { return *at_[n]; }
+    bool operator==(const const_iterator& other) const { return at_ == other.at_; }
+    bool operator!=(const const_iterator& other) const { return at_ != other.at_; }
+    bool operator<(const const_iterator& other) const { return at_ < other.at_; }
+
+   private:
+    const std::shared_ptr<const ProgramChain>* at_ = nullptr;
+  };
+
+  std::size_t size() const { return chains_.size(); }
+  bool empty() const { return chains_.empty(); }
+  const ProgramChain& operator[](std::size_t i) const { return *chains_[i]; }
+  const ProgramChain& at(std::size_t i) const { return *chains_.at(i); }
+  const ProgramChain& front() const { return *chains_.front(); }
+  const ProgramChain& back() const { return *chains_.back(); }
+  const_iterator begin() const { return const_iterator(chains_.data()); }
+  const_iterator end() const { return const_iterator(chains_.data() + chains_.size()); }
+
+  // Appends a chain of its own.
+  void push_back(ProgramChain chain) {
+    chains_.push_back(std::make_shared<const ProgramChain>(std::move(chain)));
+  }
+  // Appends an entry that shares an already decoded chain.
+  void push_back(std::shared_ptr<const ProgramChain> chain) { chains_.push_back(std::move(chain)); }
+  // The shared record behind entry i; entries with the same block give the
+  // same pointer.
+  const std::shared_ptr<const ProgramChain>& shared(std::size_t i) const { return chains_[i]; }
+
+ private:
+  std::vector<std::shared_ptr<const ProgramChain>> chains_;
+};
+
 struct TitleEntry {
   std::int32_t playbacktype = 0;
   std::int32_t numangles = 0;
@@ -144,12 +211,42 @@ struct TitleEntry {
 };
 
 struct MenuLanguageUnit {
-  std::vector<ProgramChain> programchains;
+  ProgramChainList programchains;
 };
 
 struct PartOfTitle {
   std::int32_t pgcn = 0;
   std::int32_t pgn = 0;
+};
+
+// The part-of-title list of one title, read like a vector of values. Each
+// title's list runs on to the end of the whole table, so the lists of one
+// table are tails of one another; they share the decoded entries instead of
+// each holding a copy of the rest of the table.
+class PartOfTitleList {
+ public:
+  using const_iterator = const PartOfTitle*;
+
+  PartOfTitleList() = default;
+  // The entries of `all` from index `first` on.
+  PartOfTitleList(std::shared_ptr<const std::vector<PartOfTitle>> all, std::size_t first)
+      : all_(std::move(all)), first_(first) {
+    if (!all_ || first_ > all_->size()) first_ = all_ ? all_->size() : 0;
+  }
+  explicit PartOfTitleList(std::vector<PartOfTitle> own)
+      : all_(std::make_shared<const std::vector<PartOfTitle>>(std::move(own))) {}
+
+  std::size_t size() const { return all_ ? all_->size() - first_ : 0; }
+  bool empty() const { return size() == 0; }
+  const PartOfTitle& operator[](std::size_t i) const { return (*all_)[first_ + i]; }
+  const PartOfTitle& front() const { return (*this)[0]; }
+  const PartOfTitle& back() const { return (*this)[size() - 1]; }
+  const_iterator begin() const { return all_ ? all_->data() + first_ : nullptr; }
+  const_iterator end() const { return all_ ? all_->data() + all_->size() : nullptr; }
+
+ private:
+  std::shared_ptr<const std::vector<PartOfTitle>> all_;
+  std::size_t first_ = 0;
 };
 
 struct VideoManagerInfo {
@@ -180,8 +277,8 @@ struct TitleSetInfo {
   std::int32_t startvstsmvobs = 0;
   std::int32_t startvststvobs = 0;
   AttributeSetPair attributes;
-  std::vector<std::vector<PartOfTitle>> parts;
-  std::vector<ProgramChain> programchains;
+  std::vector<PartOfTitleList> parts;  // one list per title of the set
+  ProgramChainList programchains;
   std::vector<MenuLanguageUnit> menuunits;
   std::vector<CellAddress> menucelladdresses;
   std::vector<std::int32_t> menuvobuaddresses;

@@ -110,3 +110,41 @@ inline Bytes titleSet(const std::vector<Bytes>& chains) {
 }
 
 }  // namespace testing_support
+
+namespace testing_support {
+
+// A program chain block whose command table holds `commands` pre-commands
+// (numbered in their third operand) and whose cell table holds `cells` cells.
+inline Bytes programChainWithCommands(unsigned commands, unsigned cells = 1) {
+  std::vector<CellSectors> list;
+  for (unsigned c = 0; c < cells; ++c) list.push_back({10 * c, 10 * c + 9});
+  Bytes pgc = programChain(list, {1});
+  std::size_t table = pgc.size();
+  pgc.u16(0xE4, static_cast<unsigned>(table));
+  pgc.u16(table, commands);
+  pgc.u16(table + 6, static_cast<unsigned>(table + 8 + 8 * commands - 1));
+  for (unsigned i = 0; i < commands; ++i) {
+    pgc.u8(table + 8 + 8 * i, 0x20);
+    pgc.u16(table + 8 + 8 * i + 6, i & 0xFFFF);
+  }
+  pgc.grow(table + 8 + 8 * commands);
+  return pgc;
+}
+
+// A title set whose program chain table (at sector 1) has `entries` entries
+// that all point at the one block `pgc`, stored once after the entries.
+inline Bytes titleSetSharingOneBlock(unsigned entries, const Bytes& pgc) {
+  Bytes vts(2048);
+  vts.text(0, "DVDVIDEO-VTS");
+  vts.u32(0xCC, 1);
+  std::size_t table = 2048;
+  std::size_t block = 8 + 8 * static_cast<std::size_t>(entries);
+  vts.u16(table, entries);
+  for (unsigned i = 0; i < entries; ++i)
+    vts.u32(table + 8 + 8 * i + 4, static_cast<std::uint32_t>(block));
+  vts.bytes(table + block, pgc.data());
+  vts.u32(table + 4, static_cast<std::uint32_t>(block + pgc.size() - 1));
+  return vts;
+}
+
+}  // namespace testing_support

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <sstream>
+#include <streambuf>
 
 using namespace dvdnav;
 
@@ -99,4 +101,64 @@ TEST(IfoDump, ProgramChainTail) {
   EXPECT_NE(text.find("numentrycell : 0\nnumframes : 1234\nhascmdt : 0\nhaspgmap : 0\n"
                       "hascpbit : 0\nhascposit : 0\nnextpgcn : 0\nprevpgcn : 0\ngouppgcn : 5\n"),
             std::string::npos);
+}
+
+namespace {
+// Counts what is written, and the largest piece handed over at once.
+class CountingBuffer : public std::streambuf {
+ public:
+  std::size_t total = 0;
+  std::size_t largest = 0;
+
+ protected:
+  int_type overflow(int_type c) override {
+    if (!traits_type::eq_int_type(c, traits_type::eof())) note(1);
+    return traits_type::not_eof(c);
+  }
+  std::streamsize xsputn(const char*, std::streamsize n) override {
+    note(static_cast<std::size_t>(n));
+    return n;
+  }
+
+ private:
+  void note(std::size_t n) {
+    total += n;
+    if (n > largest) largest = n;
+  }
+};
+
+ProgramChain chainWithCells(std::size_t cells) {
+  ProgramChain pgc;
+  pgc.numcells = static_cast<std::int32_t>(cells);
+  pgc.cells.resize(cells);
+  pgc.programmap = {1};
+  return pgc;
+}
+}  // namespace
+
+TEST(IfoDump, EntriesSharingABlockEachPrintItInFull) {
+  TitleSetInfo vts;
+  auto shared = std::make_shared<const ProgramChain>(chainWithCells(2));
+  vts.programchains.push_back(shared);
+  vts.programchains.push_back(chainWithCells(1));
+  vts.programchains.push_back(shared);
+  std::string text = dump(vts);
+  EXPECT_NE(text.find("number of PGCIs : 3\n"), std::string::npos);
+  std::size_t full = 0;
+  for (std::size_t at = text.find("number of cells : 2\n#0\n"); at != std::string::npos;
+       at = text.find("number of cells : 2\n#0\n", at + 1))
+    ++full;
+  EXPECT_EQ(full, 2u);
+  EXPECT_NE(text.find("number of cells : 1\n#0\n"), std::string::npos);
+}
+
+TEST(IfoDump, WritesAsItGoesWithoutComposingTheListingFirst) {
+  TitleSetInfo vts;
+  auto shared = std::make_shared<const ProgramChain>(chainWithCells(255));
+  for (int i = 0; i < 200; ++i) vts.programchains.push_back(shared);
+  CountingBuffer counter;
+  std::ostream out(&counter);
+  out << vts;
+  EXPECT_GT(counter.total, 200u * 255u * 100u);
+  EXPECT_LT(counter.largest, 64u);
 }
