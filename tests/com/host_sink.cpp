@@ -83,9 +83,27 @@ HRESULT STDMETHODCALLTYPE HostSink::NonDelegatingQueryInterface(REFIID iid, void
   return BaseFilter::NonDelegatingQueryInterface(iid, object);
 }
 
+HRESULT STDMETHODCALLTYPE HostSink::Pause() {
+  // The graph pauses the filters downstream first: the source is still
+  // stopped when a parser that prerolls asks it for the length.
+  if (pullFromPause && state_ == State_Stopped && pin.reader) {
+    LONGLONG available = 0;
+    pauseTotal = -1;
+    pauseLengthResult = pin.reader->Length(&pauseTotal, &available);
+  }
+  HRESULT hr = BaseFilter::Pause();
+  if (SUCCEEDED(hr) && pullFromPause) startPull();
+  return hr;
+}
+
 HRESULT STDMETHODCALLTYPE HostSink::Run(REFERENCE_TIME start) {
   HRESULT hr = BaseFilter::Run(start);
-  if (SUCCEEDED(hr) && !thread_ && pin.reader) {
+  if (SUCCEEDED(hr)) startPull();
+  return hr;
+}
+
+void HostSink::startPull() {
+  if (!thread_ && pin.reader) {
     lengthResult = E_FAIL;
     total = -1;
     data.clear();
@@ -97,7 +115,6 @@ HRESULT STDMETHODCALLTYPE HostSink::Run(REFERENCE_TIME start) {
     InterlockedExchange(&stopRequested_, 0);
     thread_ = CreateThread(nullptr, 0, pullThread, this, 0, nullptr);
   }
-  return hr;
 }
 
 HRESULT STDMETHODCALLTYPE HostSink::Stop() {

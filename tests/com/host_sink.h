@@ -51,6 +51,9 @@ class HostSink : public dshow::BaseFilter, public IAMFilterMiscFlags {
   int GetPinCount() override { return 1; }
   dshow::BasePin* GetPin(int n) override { return n == 0 ? &pin : nullptr; }
 
+  // The pull starts in Run, or already in Pause when pullFromPause is set
+  // (as parsers do, which preroll while the graph pauses).
+  HRESULT STDMETHODCALLTYPE Pause() override;
   HRESULT STDMETHODCALLTYPE Run(REFERENCE_TIME start) override;
   // Asks the pull to end after the read it is in and waits for it (at most
   // stopWaitMs; stopTimedOut tells when it did not end in time).
@@ -67,6 +70,11 @@ class HostSink : public dshow::BaseFilter, public IAMFilterMiscFlags {
   // completion it was told of for the next WaitForCompletion, even across
   // Stop and Run; runs that are not waited for switch it off.
   bool reportCompletion = true;
+  bool pullFromPause = false;
+  // With pullFromPause, the length the sink asks for inside Pause itself,
+  // while the graph is still pausing the filters upstream of it.
+  LONGLONG pauseTotal = -1;
+  HRESULT pauseLengthResult = E_FAIL;
 
   // What the last pull saw.
   HRESULT lengthResult = E_FAIL;
@@ -85,6 +93,7 @@ class HostSink : public dshow::BaseFilter, public IAMFilterMiscFlags {
  private:
   static DWORD WINAPI pullThread(void* self);
   void pull();
+  void startPull();
   void notifyComplete();
   static CRITICAL_SECTION* initialised(CRITICAL_SECTION* section) {
     InitializeCriticalSection(section);
