@@ -1,30 +1,73 @@
 #include "dvdnav/ifo_dump.h"
 
+#include <charconv>
+#include <cstring>
+
 namespace dvdnav {
 
 namespace {
 
+// A dump of a large title set runs to many thousands of label lines; each is
+// composed in a small buffer and written in one piece, as the stream would
+// write it, rather than through one formatted insertion per part.
+class Line {
+ public:
+  Line& text(const char* part) {
+    std::size_t length = std::strlen(part);
+    if (length > sizeof buffer_ - used_) length = sizeof buffer_ - used_;
+    std::memcpy(buffer_ + used_, part, length);
+    used_ += length;
+    return *this;
+  }
+  template <typename Number>
+  Line& number(Number value) {
+    auto result = std::to_chars(buffer_ + used_, buffer_ + sizeof buffer_, value);
+    if (result.ec == std::errc()) used_ = static_cast<std::size_t>(result.ptr - buffer_);
+    return *this;
+  }
+  Line& character(char c) {
+    if (used_ < sizeof buffer_) buffer_[used_++] = c;
+    return *this;
+  }
+  void writeTo(std::ostream& out) { out.write(buffer_, static_cast<std::streamsize>(used_)); }
+
+ private:
+  char buffer_[128];
+  std::size_t used_ = 0;
+};
+
 void line(std::ostream& out, const char* label, std::int32_t value) {
-  out << label << value << "\n";
+  Line().text(label).number(value).character('\n').writeTo(out);
 }
 
 void count(std::ostream& out, const char* label, std::size_t value) {
-  out << label << value << "\n";
+  Line().text(label).number(value).character('\n').writeTo(out);
 }
 
 void code(std::ostream& out, const std::array<char, 2>& chars, std::int32_t ext) {
-  out << "specificcode : " << chars[0] << chars[1] << ", ext : " << ext << "\n";
+  Line()
+      .text("specificcode : ")
+      .character(chars[0])
+      .character(chars[1])
+      .text(", ext : ")
+      .number(ext)
+      .character('\n')
+      .writeTo(out);
 }
 
 template <typename List>
 void blocks(std::ostream& out, const char* label, const List& records) {
   count(out, label, records.size());
-  for (const auto& record : records) out << record << "\n";
+  for (const auto& record : records) {
+    if (!out) break;  // a stream that takes no more text ends the listing
+    out << record << "\n";
+  }
 }
 
 void sectors(std::ostream& out, const char* label, const std::vector<std::int32_t>& addresses) {
   count(out, label, addresses.size());
-  for (std::int32_t sector : addresses) out << sector << "\n";
+  for (std::size_t i = 0; i < addresses.size() && out; ++i)
+    Line().number(addresses[i]).character('\n').writeTo(out);
 }
 
 }  // namespace
@@ -56,11 +99,17 @@ std::ostream& operator<<(std::ostream& out, const SubpictureAttributes& sub) {
 std::ostream& operator<<(std::ostream& out, const AttributeSet& set) {
   out << "Video:\n" << set.video;
   count(out, "Number of Audiostreams : ", set.audio.size());
-  for (std::size_t i = 0; i < set.audio.size(); ++i)
-    out << "Audio(" << i << ") :\n" << set.audio[i] << "\n";
+  for (std::size_t i = 0; i < set.audio.size() && out; ++i) {
+    Line().text("Audio(").number(i).text(") :\n").writeTo(out);
+    out << set.audio[i];
+    out.put('\n');
+  }
   count(out, "Number of Subpicturestreams : ", set.subpictures.size());
-  for (std::size_t i = 0; i < set.subpictures.size(); ++i)
-    out << "Subpic(" << i << ") :\n" << set.subpictures[i] << "\n";
+  for (std::size_t i = 0; i < set.subpictures.size() && out; ++i) {
+    Line().text("Subpic(").number(i).text(") :\n").writeTo(out);
+    out << set.subpictures[i];
+    out.put('\n');
+  }
   return out;
 }
 
@@ -107,10 +156,20 @@ std::ostream& operator<<(std::ostream& out, const ProgramChain& pgc) {
   line(out, "framerate : ", pgc.framerate);
   line(out, "useroperationcontrol : ", pgc.useroperationcontrol);
   count(out, "number of cells : ", pgc.cells.size());
-  for (std::size_t i = 0; i < pgc.cells.size(); ++i) out << "#" << i << "\n" << pgc.cells[i] << "\n";
+  for (std::size_t i = 0; i < pgc.cells.size() && out; ++i) {
+    Line().character('#').number(i).character('\n').writeTo(out);
+    out << pgc.cells[i];
+    out.put('\n');
+  }
   // Programs count from 1 while cells count from 0.
-  for (std::size_t i = 0; i < pgc.programmap.size(); ++i)
-    out << "#" << i + 1 << " " << pgc.programmap[i] << "\n";
+  for (std::size_t i = 0; i < pgc.programmap.size() && out; ++i)
+    Line()
+        .character('#')
+        .number(i + 1)
+        .character(' ')
+        .number(pgc.programmap[i])
+        .character('\n')
+        .writeTo(out);
   line(out, "numentrycell : ", pgc.numentrycell);
   line(out, "numframes : ", pgc.numframes);
   line(out, "hascmdt : ", pgc.hascmdt);
