@@ -37,6 +37,15 @@ void Watchdog::disarm() {
   LeaveCriticalSection(&lock_);
 }
 
+void Watchdog::hung(const std::string& what) {
+  std::printf("\nHANG: %s did not finish within its bound; the process ends here (exit 3)\n",
+              what.c_str());
+  std::fflush(stdout);
+  std::fflush(stderr);
+  TerminateProcess(GetCurrentProcess(), 3);
+  ExitProcess(3);
+}
+
 DWORD WINAPI Watchdog::watch(void* self) {
   auto* dog = static_cast<Watchdog*>(self);
   while (WaitForSingleObject(dog->quit_, 100) == WAIT_TIMEOUT) {
@@ -48,13 +57,7 @@ DWORD WINAPI Watchdog::watch(void* self) {
     else if (now > dog->testDeadline_)
       hung = "the test as a whole";
     LeaveCriticalSection(&dog->lock_);
-    if (!hung.empty()) {
-      std::printf("\nHANG: %s did not finish within its bound; the process ends here (exit 3)\n",
-                  hung.c_str());
-      std::fflush(stdout);
-      std::fflush(stderr);
-      TerminateProcess(GetCurrentProcess(), 3);
-    }
+    if (!hung.empty()) Watchdog::hung(hung);
   }
   return 0;
 }

@@ -21,6 +21,10 @@ class Watchdog {
   Watchdog(const Watchdog&) = delete;
   Watchdog& operator=(const Watchdog&) = delete;
 
+  // Reports `what` as a hang and ends the process at once (exit code 3):
+  // for waits that timed out on threads that still use the test's data.
+  [[noreturn]] static void hung(const std::string& what);
+
   // One bounded step: armed by the constructor, cleared by the destructor.
   class Step {
    public:
