@@ -78,21 +78,21 @@ class Decoder {
   std::shared_ptr<const ProgramChain> empty_;
 };
 
-bool decodeProgramChain(Decoder& decoder, std::int64_t offset, ProgramChain& pgc,
-                        const char* table);
+bool blockMayBeDecoded(Decoder& decoder, std::int64_t offset, const char* table);
+void decodeBlock(Decoder& decoder, std::int64_t offset, ProgramChain& pgc, const char* table);
 
 std::shared_ptr<const ProgramChain> Decoder::programChain(std::int64_t offset, const char* table) {
   auto found = blocks_.find(offset);
   if (found != blocks_.end()) return found->second;
-  auto pgc = std::make_shared<ProgramChain>();
-  std::shared_ptr<const ProgramChain> shared;
-  if (decodeProgramChain(*this, offset, *pgc, table)) {
-    shared = std::move(pgc);
-  } else {
-    // Blocks left empty all share one empty record.
-    if (!empty_) empty_ = std::move(pgc);
-    shared = empty_;
+  // A block that cannot be decoded is not remembered: its entries all share
+  // the one empty record, and no memory is spent on it.
+  if (!blockMayBeDecoded(*this, offset, table)) {
+    if (!empty_) empty_ = std::make_shared<const ProgramChain>();
+    return empty_;
   }
+  auto pgc = std::make_shared<ProgramChain>();
+  decodeBlock(*this, offset, *pgc, table);
+  std::shared_ptr<const ProgramChain> shared = std::move(pgc);
   blocks_.emplace(offset, shared);
   return shared;
 }
@@ -318,22 +318,25 @@ AttributeSet decodeAttributeSet(const IfoBytes& bytes, std::int64_t offset, std:
 void parseProgramChain(const IfoBytes& bytes, std::int64_t offset, ProgramChain& pgc,
                        std::ostream& log, const char* table) {
   Decoder decoder(bytes, log);
-  decodeProgramChain(decoder, offset, pgc, table);
+  if (blockMayBeDecoded(decoder, offset, table)) decodeBlock(decoder, offset, pgc, table);
 }
 
 namespace {
 
-// Whether the block's header could be decoded; when not, `pgc` is left
-// empty.
-bool decodeProgramChain(Decoder& decoder, std::int64_t offset, ProgramChain& pgc,
-                        const char* table) {
-  const IfoBytes& bytes = decoder.bytes;
-  std::ostream& log = decoder.log;
-  if (!bytes.contains(offset, kProgramChainHeaderSize)) {
-    note(log, table, "program chain lies outside the file, left empty", offset, bytes);
+// Whether the block at `offset` has its header in the file and the
+// allowance for blocks is not spent; a block that fails is left empty.
+bool blockMayBeDecoded(Decoder& decoder, std::int64_t offset, const char* table) {
+  if (!decoder.bytes.contains(offset, kProgramChainHeaderSize)) {
+    note(decoder.log, table, "program chain lies outside the file, left empty", offset,
+         decoder.bytes);
     return false;
   }
-  if (!decoder.take(kBlocks, table, offset)) return false;
+  return decoder.take(kBlocks, table, offset);
+}
+
+void decodeBlock(Decoder& decoder, std::int64_t offset, ProgramChain& pgc, const char* table) {
+  const IfoBytes& bytes = decoder.bytes;
+  std::ostream& log = decoder.log;
   const std::uint8_t* block = bytes.pointer(offset);
   pgc.numprograms = block[2] & 0x7F;
   pgc.numcells = block[3];
@@ -394,7 +397,6 @@ bool decodeProgramChain(Decoder& decoder, std::int64_t offset, ProgramChain& pgc
                                    pgc.cellpositions, table, [](const std::uint8_t* entry) {
                                      return CellPosition{(entry[0] << 8) | entry[1], entry[3]};
                                    });
-  return true;
 }
 
 }  // namespace
