@@ -31,13 +31,13 @@ void note(std::ostream& log, const char* table, const char* what, std::int64_t o
 // bytes holds at most N / size distinct records of a kind, and the tables of
 // a disc never overlap, so a real file decodes no more than that. A hostile
 // one may overlap its tables without end; past twice what the file can hold,
-// records of that kind are no longer decoded.
-enum Kind { kBlocks, kCommands, kCells, kCellPositions, kProgramEntries, kAudio, kSubpictures,
-            kKindCount };
-constexpr std::int64_t kKindSize[kKindCount] = {kProgramChainHeaderSize, 8, 24, 4, 1, 8, 6};
+// records of that kind are no longer decoded. (A block's program map holds
+// at most 127 entries, so bounding the blocks bounds the maps as well.)
+enum Kind { kBlocks, kCommands, kCells, kCellPositions, kAudio, kSubpictures, kKindCount };
+constexpr std::int64_t kKindSize[kKindCount] = {kProgramChainHeaderSize, 8, 24, 4, 8, 6};
 constexpr const char* kKindName[kKindCount] = {
-    "program chain blocks", "commands",          "cell playback entries", "cell positions",
-    "program map entries",  "audio attributes", "sub-picture attributes"};
+    "program chain blocks", "commands",         "cell playback entries",
+    "cell positions",       "audio attributes", "sub-picture attributes"};
 constexpr std::int64_t kOverlapAllowance = 2;
 
 // The decoding of one file: the allowance left for each kind of record, and
@@ -384,7 +384,6 @@ void decodeBlock(Decoder& decoder, std::int64_t offset, ProgramChain& pgc, const
     std::int64_t map = offset + pgc.haspgmap;
     for (std::int32_t i = 0; i < pgc.numprograms; ++i) {
       if (!entryFits(bytes, map + i, 1, log, table)) break;
-      if (!decoder.take(kProgramEntries, table, map + i)) break;
       pgc.programmap.push_back(static_cast<std::int32_t>(bytes.u8(map + i)));
     }
     if (!pgc.programmap.empty()) pgc.numentrycell = pgc.programmap.front();

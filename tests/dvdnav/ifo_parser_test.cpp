@@ -175,7 +175,7 @@ TEST(IfoParser, CommandsOfDistinctBlocksStopAtTwiceWhatTheFileHolds) {
             std::string::npos);
 }
 
-TEST(IfoParser, CellsOfDistinctBlocksStopAtTwiceWhatTheFileHolds) {
+TEST(IfoParser, CellTablesOfDistinctBlocksStopAtTwiceWhatTheFileHolds) {
   const unsigned entries = 250;
   const std::size_t spacing = 236;
   Bytes vts = titleSetWithBlocksAt(entries, spacing, 0, 0);
@@ -185,16 +185,24 @@ TEST(IfoParser, CellsOfDistinctBlocksStopAtTwiceWhatTheFileHolds) {
     std::size_t block = table + first + spacing * i;
     vts.u8(block + 3, 255);
     vts.u16(block + 0xE8, static_cast<unsigned>(cellTable - (first + spacing * i)));
+    vts.u16(block + 0xEA, static_cast<unsigned>(cellTable - (first + spacing * i)));
   }
   vts.grow(table + cellTable + 24 * 255);
   std::string messages;
   TitleSetInfo info = parseVts(vts, &messages);
   ASSERT_EQ(info.programchains.size(), entries);
   EXPECT_EQ(info.programchains[0].cells.size(), 255u);
-  std::size_t cells = 0;
-  for (const ProgramChain* pgc : distinctChains(info.programchains)) cells += pgc->cells.size();
+  EXPECT_EQ(info.programchains[0].cellpositions.size(), 255u);
+  std::size_t cells = 0, positions = 0;
+  for (const ProgramChain* pgc : distinctChains(info.programchains)) {
+    cells += pgc->cells.size();
+    positions += pgc->cellpositions.size();
+  }
   EXPECT_LE(cells, 2 * vts.size() / 24);
+  EXPECT_LE(positions, 2 * vts.size() / 4);
   EXPECT_NE(messages.find("VTS_PGCIT: more cell playback entries than the file can hold, cut"),
+            std::string::npos);
+  EXPECT_NE(messages.find("VTS_PGCIT: more cell positions than the file can hold, cut"),
             std::string::npos);
 }
 
@@ -273,8 +281,9 @@ TEST(IfoParser, OverlappingAttributeRecordsStopAtTwiceWhatTheFileHolds) {
   vmg.u8(table + 1, 63);
   std::size_t record = table + 8 + 4 * 63;
   for (unsigned i = 0; i < 63; ++i, record += 0x308) {
-    vmg.u16(record + 8 + 2, 65535);      // menu audio streams
-    vmg.u16(record + 0x108 + 2, 65535);  // title audio streams
+    vmg.u16(record + 8 + 2, 65535);         // menu audio streams
+    vmg.u16(record + 0x108 + 2, 65535);     // title audio streams
+    vmg.u16(record + 0x108 + 0x54, 65535);  // title sub-picture streams
   }
   vmg.grow(64 * 1024);
   VideoManagerInfo info;
@@ -285,10 +294,16 @@ TEST(IfoParser, OverlappingAttributeRecordsStopAtTwiceWhatTheFileHolds) {
   EXPECT_EQ(info.titlesetattributes[0].menu.audio.size(),
             (vmg.size() - (table + 8 + 4 * 63 + 8 + 4)) / 8);
   std::size_t audio = info.attributes.audio.size();
-  for (const AttributeSetPair& pair : info.titlesetattributes)
+  std::size_t subpictures = info.attributes.subpictures.size();
+  for (const AttributeSetPair& pair : info.titlesetattributes) {
     audio += pair.menu.audio.size() + pair.title.audio.size();
+    subpictures += pair.menu.subpictures.size() + pair.title.subpictures.size();
+  }
   EXPECT_LE(audio, 2 * vmg.size() / 8);
+  EXPECT_LE(subpictures, 2 * vmg.size() / 6);
   EXPECT_NE(log.str().find("VTS_ATRT: more audio attributes than the file can hold, cut"),
+            std::string::npos);
+  EXPECT_NE(log.str().find("VTS_ATRT: more sub-picture attributes than the file can hold, cut"),
             std::string::npos);
 }
 
