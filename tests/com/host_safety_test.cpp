@@ -127,7 +127,7 @@ void expectLiveWindow(const ProgressReadings& r, bool ticking = true) {
                         << history(r);
   EXPECT_EQ(r.unanswered, 0) << "the window did not answer WM_GETTEXT in time " << r.unanswered
                              << " times out of " << r.polls
-                             << " (its thread pumps no messages)";
+                             << " (its thread pumps no messages)" << history(r);
   EXPECT_FALSE(r.passedBefore.empty()) << history(r);
   if (ticking) {
     EXPECT_NE(r.passedBefore, r.passedAfter) << "the time passed did not tick in 2.5 s"

@@ -83,6 +83,13 @@ void ProgressWatch::watch() {
     if (!window && WaitForSingleObject(quit_, 20) == WAIT_OBJECT_0) break;
   }
   readings.found = window != nullptr;
+  // The dialog is found as soon as it exists, before its controls are made.
+  auto complete = [&] {
+    for (int id : {kPercentText, kCurrentFileText, kLocationText, kTimePassedText, kBatchFileText})
+      if (!GetDlgItem(window, id)) return false;
+    return true;
+  };
+  for (int waited = 0; window && !complete() && waited < 5000; waited += 10) Sleep(10);
   const ULONGLONG started = GetTickCount64();
   std::string last;
   if (!window) {
@@ -95,6 +102,9 @@ void ProgressWatch::watch() {
     ++readings.polls;
     if (!texts.answered) {
       ++readings.unanswered;
+      readings.history.push_back(std::to_string(GetTickCount64() - started) +
+                                 " ms: no answer in time");
+      last.clear();
       continue;
     }
     if (readings.currentFiles.empty() || readings.currentFiles.back() != texts.currentFile)
