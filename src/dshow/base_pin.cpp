@@ -34,12 +34,8 @@ HRESULT BasePin::NonDelegatingQueryInterface(REFIID iid, void** object) {
 }
 
 HRESULT BasePin::checkTypeSafely(const AM_MEDIA_TYPE* type) {
-  try {
-    return CheckMediaType(type);
-  } catch (...) {
-    // An exception must not cross into the caller's (C) code.
-    return E_FAIL;
-  }
+  // An exception must not cross into the caller's (C) code.
+  return guarded([&] { return CheckMediaType(type); });
 }
 
 HRESULT BasePin::attemptConnection(IPin* receivePin, const AM_MEDIA_TYPE* type) {

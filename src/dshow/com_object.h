@@ -12,6 +12,8 @@
 #include <windows.h>
 #include <unknwn.h>
 
+#include <new>
+
 namespace dshow {
 
 // Same slot layout as IUnknown, so a pointer to it can serve as the IUnknown
@@ -59,6 +61,19 @@ class ComObject : public INonDelegatingUnknown {
  private:
   IUnknown* owner_;
 };
+
+// Runs `work` and returns its HRESULT; an exception, which must never reach
+// the caller's code, becomes E_OUTOFMEMORY (a failed allocation) or E_FAIL.
+template <class Work>
+HRESULT guarded(Work&& work) noexcept {
+  try {
+    return work();
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  } catch (...) {
+    return E_FAIL;
+  }
+}
 
 // Hands out `face` with a reference added.
 inline HRESULT getInterface(IUnknown* face, void** object) {

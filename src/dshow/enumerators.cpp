@@ -50,10 +50,11 @@ class PinEnumerator : public ComObject, public IEnumPins {
   }
   HRESULT STDMETHODCALLTYPE Clone(IEnumPins** copy) override {
     if (!copy) return E_POINTER;
-    auto* twin = new (std::nothrow) PinEnumerator(pins_);
-    if (!twin) return E_OUTOFMEMORY;
-    twin->position_ = position_;
-    return twin->NonDelegatingQueryInterface(IID_IEnumPins, reinterpret_cast<void**>(copy));
+    return guarded([&] {
+      auto* twin = new PinEnumerator(pins_);
+      twin->position_ = position_;
+      return twin->NonDelegatingQueryInterface(IID_IEnumPins, reinterpret_cast<void**>(copy));
+    });
   }
 
  private:
@@ -117,12 +118,13 @@ class MediaTypeEnumerator : public ComObject, public IEnumMediaTypes {
 }  // namespace
 
 HRESULT createPinEnumerator(BaseFilter* filter, IEnumPins** result) {
-  std::vector<IPin*> pins;
-  for (int i = 0, n = filter->GetPinCount(); i < n; ++i)
-    if (BasePin* pin = filter->GetPin(i)) pins.push_back(pin);
-  auto* enumerator = new (std::nothrow) PinEnumerator(std::move(pins));
-  if (!enumerator) return E_OUTOFMEMORY;
-  return enumerator->NonDelegatingQueryInterface(IID_IEnumPins, reinterpret_cast<void**>(result));
+  return guarded([&] {
+    std::vector<IPin*> pins;
+    for (int i = 0, n = filter->GetPinCount(); i < n; ++i)
+      if (BasePin* pin = filter->GetPin(i)) pins.push_back(pin);
+    auto* enumerator = new PinEnumerator(std::move(pins));
+    return enumerator->NonDelegatingQueryInterface(IID_IEnumPins, reinterpret_cast<void**>(result));
+  });
 }
 
 HRESULT createMediaTypeEnumerator(BasePin* pin, IEnumMediaTypes** result) {

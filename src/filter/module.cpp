@@ -33,6 +33,10 @@ STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, LPVOID* object) {
 
 STDAPI DllCanUnloadNow() { return dshow::moduleCanUnloadNow(); }
 
-STDAPI DllRegisterServer() { return dshow::registerServer(kClasses, kClassCount, true); }
+STDAPI DllRegisterServer() {
+  return dshow::guarded([] { return dshow::registerServer(kClasses, kClassCount, true); });
+}
 
-STDAPI DllUnregisterServer() { return dshow::registerServer(kClasses, kClassCount, false); }
+STDAPI DllUnregisterServer() {
+  return dshow::guarded([] { return dshow::registerServer(kClasses, kClassCount, false); });
+}

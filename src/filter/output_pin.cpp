@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cinttypes>
 #include <cstring>
-#include <new>
 
 #include "demux/vob_demuxer.h"
 #include "diag/debug_log.h"
@@ -231,22 +230,18 @@ HRESULT STDMETHODCALLTYPE OutputPin::SetAudioFile(const char* path) {
 HRESULT STDMETHODCALLTYPE OutputPin::AddAudioStream(const char* file, int streamType, int key) {
   FENNORIA_LOG(LOG_TRACE, 1, "OutputPin::AddAudioStream(%s,%d,%d)", file ? file : "(null)",
                streamType, key);
-  try {
+  return dshow::guarded([&] {
     audioTracks[key] = std::make_unique<AudioTrack>(AudioTrack{streamType, file ? file : ""});
-  } catch (const std::bad_alloc&) {
-    return E_OUTOFMEMORY;
-  }
-  return S_OK;
+    return S_OK;
+  });
 }
 
 HRESULT STDMETHODCALLTYPE OutputPin::AddSubtitleStream(const char* file, int key) {
   FENNORIA_LOG(LOG_TRACE, 1, "OutputPin::AddSubtitleStream(%s,%d)", file ? file : "(null)", key);
-  try {
+  return dshow::guarded([&] {
     subtitleTracks[key] = std::make_unique<SubtitleTrack>(SubtitleTrack{file ? file : ""});
-  } catch (const std::bad_alloc&) {
-    return E_OUTOFMEMORY;
-  }
-  return S_OK;
+    return S_OK;
+  });
 }
 
 double STDMETHODCALLTYPE OutputPin::GetSomeParam() {
@@ -259,13 +254,8 @@ double STDMETHODCALLTYPE OutputPin::GetSomeParam() {
 // ---- IAsyncReader ----
 
 HRESULT STDMETHODCALLTYPE OutputPin::AsyncReader::Length(LONGLONG* total, LONGLONG* available) {
-  try {
-    return pin_.Length(total, available);
-  } catch (...) {
-    // The navigation files failed to load while switching modes; no
-    // exception may reach the caller's code.
-    return E_FAIL;
-  }
+  // The navigation files may fail to load while switching modes.
+  return dshow::guarded([&] { return pin_.Length(total, available); });
 }
 
 HRESULT OutputPin::RequestAllocator(IMemAllocator* preferred, ALLOCATOR_PROPERTIES* properties,
@@ -609,11 +599,7 @@ HRESULT OutputPin::standardRequest(IMediaSample* sample, DWORD_PTR user) {
   if (FAILED(hr)) return hr;
   Locked hold(filterLock);
   if (flushing) return VFW_E_WRONG_STATE;
-  try {
-    finished.emplace_back(sample, user);
-  } catch (const std::bad_alloc&) {
-    return E_OUTOFMEMORY;
-  }
+  finished.emplace_back(sample, user);  // the caller's guard answers a failure
   SetEvent(finishedEvent);
   return S_OK;
 }

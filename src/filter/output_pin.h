@@ -172,17 +172,17 @@ class OutputPin : public dshow::BasePin, public ISourceControl {
       return pin_.RequestAllocator(preferred, properties, actual);
     }
     HRESULT STDMETHODCALLTYPE Request(IMediaSample* sample, DWORD_PTR user) override {
-      return pin_.Request(sample, user);
+      return dshow::guarded([&] { return pin_.Request(sample, user); });
     }
     HRESULT STDMETHODCALLTYPE WaitForNext(DWORD timeout, IMediaSample** sample,
                                           DWORD_PTR* user) override {
-      return pin_.WaitForNext(timeout, sample, user);
+      return dshow::guarded([&] { return pin_.WaitForNext(timeout, sample, user); });
     }
     HRESULT STDMETHODCALLTYPE SyncReadAligned(IMediaSample* sample) override {
-      return pin_.SyncReadAligned(sample);
+      return dshow::guarded([&] { return pin_.SyncReadAligned(sample); });
     }
     HRESULT STDMETHODCALLTYPE SyncRead(LONGLONG position, LONG length, BYTE* buffer) override {
-      return pin_.SyncRead(position, length, buffer);
+      return dshow::guarded([&] { return pin_.SyncRead(position, length, buffer); });
     }
     HRESULT STDMETHODCALLTYPE Length(LONGLONG* total, LONGLONG* available) override;
     // Without standard reads the reader has no queue to flush.

@@ -33,15 +33,13 @@ const dshow::FilterSetup SourceFilter::setupData = {&CLSID_FennoriaSource, L"Orm
 
 IUnknown* SourceFilter::CreateInstance(IUnknown* outer, HRESULT* result) {
   SourceFilter* filter = nullptr;
-  try {
-    // The filter's members allocate too (the progress window, the pin's
-    // track maps): any of them failing is the same out-of-memory answer.
+  // The filter's members allocate too (the progress window), so a plain new
+  // inside the guard: any failure is the same out-of-memory answer.
+  *result = dshow::guarded([&] {
     filter = new SourceFilter(outer);
-  } catch (const std::bad_alloc&) {
-    *result = E_OUTOFMEMORY;
-    return nullptr;
-  }
-  *result = S_OK;
+    return S_OK;
+  });
+  if (!filter) return nullptr;
   filter->NonDelegatingAddRef();
   return filter->nonDelegatingUnknown();
 }
