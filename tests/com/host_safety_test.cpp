@@ -437,8 +437,8 @@ TEST_F(HostSafety, RunPauseStopHundredCyclesThenAFullPlayDeliversTheJoinedFiles)
     waitPumping(never, static_cast<DWORD>(cycle % 3));
     stop(g.control, "IMediaControl::Stop, cycle " + n);
     ASSERT_FALSE(g.sink->stopTimedOut) << "cycle " << n;
-    // The pull starts in the sink's Run, which the graph calls before the
-    // source's; the length it asks for first must be the list's all the same.
+    // Each cycle's pull starts once the source runs, which reads the list
+    // again after the Stop before it.
     EXPECT_EQ(g.sink->total, static_cast<LONGLONG>(joined.size()))
         << "cycle " << n << ": Length gave 0x" << std::hex << g.sink->lengthResult;
     ASSERT_EQ(joined.compare(0, g.sink->data.size(), g.sink->data), 0) << "cycle " << n;
@@ -463,34 +463,34 @@ TEST_F(HostSafety, RunPauseStopHundredCyclesThenAFullPlayDeliversTheJoinedFiles)
   }
 }
 
-// Parsers start pulling when the graph pauses, before any filter runs: a
-// graph played, stopped and played again must have its source serve the
-// list from the pause on, the second time as the first.
-// Stop closes the inputer and clears the list, and only the source's own
-// Run opens them again, so a parser that reads while the graph pauses for a
-// second play finds an empty stream: kept as designed, so this case is not
-// run.
-TEST_F(HostSafety, DISABLED_SecondPlayOfOneGraphDeliversTheJoinedFilesToAParserPullingFromPause) {
+// Parsers start pulling when the graph pauses, before any filter runs. The
+// first play is served from the list that Load read; Stop closes the files
+// and clears the list, and only the source's own Run reads it again, so a
+// parser that asks for the length while the graph pauses for a second play
+// finds an empty stream; what it reads after that depends on whether the
+// source has run by then. That is the filter's design (a graph is played
+// once per Load); the host must not hang on it, and nothing but the listed
+// bytes may reach it.
+TEST_F(HostSafety, SecondPlayOfOneGraphShowsAnEmptyStreamUntilTheSourceRuns) {
   SinkGraph g;
   {
     Watchdog::Step step(dog, "building the graph", 30000);
     ASSERT_TRUE(g.build(list, 65536)) << std::hex << g.load << " " << g.connect;
   }
   g.sink->pullFromPause = true;
+  const LONGLONG whole = static_cast<LONGLONG>(joined.size());
   for (int play = 1; play <= 2; ++play) {
     SCOPED_TRACE("play " + std::to_string(play));
     HRESULT run = E_FAIL, wait = E_FAIL;
     LONG code = 0;
     runToCompletion(g.control, g.events, &run, &wait, &code, play > 1);
+    EXPECT_EQ(run, S_OK);
+    EXPECT_EQ(wait, S_OK);
     stop(g.control, "IMediaControl::Stop after play " + std::to_string(play));
-    EXPECT_EQ(g.sink->pauseTotal, static_cast<LONGLONG>(joined.size()))
-        << "Length while the graph pauses gave 0x" << std::hex << g.sink->pauseLengthResult;
-    EXPECT_EQ(g.sink->total, static_cast<LONGLONG>(joined.size()))
-        << "Length gave 0x" << std::hex << g.sink->lengthResult;
-    EXPECT_TRUE(g.sink->data == joined)
-        << g.sink->data.size() << " bytes against " << joined.size() << " in "
-        << g.sink->reads << " reads; first unexpected result 0x" << std::hex
-        << g.sink->failure;
+    EXPECT_EQ(g.sink->pauseLengthResult, S_OK);
+    EXPECT_EQ(g.sink->pauseTotal, play == 1 ? whole : 0);
+    if (play == 1) EXPECT_TRUE(g.sink->data == joined);
+    EXPECT_EQ(joined.compare(0, g.sink->data.size(), g.sink->data), 0);
   }
   {
     Watchdog::Step step(dog, "taking the graph apart", 30000);

@@ -144,8 +144,26 @@ DWORD WINAPI HostSink::pullThread(void* self) {
   return 0;
 }
 
+// The graph runs the filters downstream first, so the sink's Run comes
+// before the source's, and a source that was stopped serves its list again
+// only from its own Run on. The pull waits until the source runs, or until
+// the graph has moved on (a Pause or Stop reaching the sink comes after the
+// graph's Run has returned, so the source has run by then), as a parser
+// waits for its first sample: what it reads is the stream of this play.
+void HostSink::waitForTheSourceToRun() {
+  PIN_INFO info{};
+  if (!pin.peer() || FAILED(pin.peer()->QueryPinInfo(&info)) || !info.pFilter) return;
+  FILTER_STATE source = State_Stopped;
+  for (int waited = 0; waited < 10000 && !stopRequested_ && state_ == State_Running; ++waited) {
+    if (SUCCEEDED(info.pFilter->GetState(0, &source)) && source == State_Running) break;
+    Sleep(1);
+  }
+  info.pFilter->Release();
+}
+
 void HostSink::pull() {
   IAsyncReader* reader = pin.reader;
+  if (!pullFromPause) waitForTheSourceToRun();
   LONGLONG available = 0;
   lengthResult = reader->Length(&total, &available);
   if (FAILED(lengthResult)) return;

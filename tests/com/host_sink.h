@@ -34,6 +34,7 @@ class HostSinkPin : public dshow::BasePin {
   HRESULT STDMETHODCALLTYPE EndOfStream() override { return S_OK; }
   HRESULT STDMETHODCALLTYPE BeginFlush() override { return S_OK; }
   HRESULT STDMETHODCALLTYPE EndFlush() override { return S_OK; }
+  IPin* peer() const { return connected_; }
 
   IAsyncReader* reader = nullptr;
 };
@@ -93,6 +94,7 @@ class HostSink : public dshow::BaseFilter, public IAMFilterMiscFlags {
  private:
   static DWORD WINAPI pullThread(void* self);
   void pull();
+  void waitForTheSourceToRun();
   void startPull();
   void notifyComplete();
   static CRITICAL_SECTION* initialised(CRITICAL_SECTION* section) {
