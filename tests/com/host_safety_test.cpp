@@ -498,7 +498,9 @@ TEST_F(HostSafety, SecondPlayOfOneGraphShowsAnEmptyStreamUntilTheSourceRuns) {
     stop(g.control, "IMediaControl::Stop after play " + std::to_string(play));
     EXPECT_EQ(g.sink->pauseLengthResult, S_OK);
     EXPECT_EQ(g.sink->pauseTotal, play == 1 ? whole : 0);
-    if (play == 1) EXPECT_TRUE(g.sink->data == joined);
+    if (play == 1) {
+      EXPECT_TRUE(g.sink->data == joined);
+    }
     EXPECT_EQ(joined.compare(0, g.sink->data.size(), g.sink->data), 0);
   }
   {

@@ -9,11 +9,6 @@
 
 namespace com_tests {
 
-std::string fileBytes(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
 std::vector<std::string> sampleListFiles() {
   std::istringstream lines(fileBytes(samplePath("list/sample.lst")));
   std::vector<std::string> files;

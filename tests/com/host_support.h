@@ -10,10 +10,11 @@
 #include <vector>
 
 #include "com/host_sink.h"
+#include "support/file_bytes.h"
 
 namespace com_tests {
 
-std::string fileBytes(const std::string& path);
+using testing_support::fileBytes;
 
 // The files samples/list/sample.lst names, as Windows paths, in its order.
 std::vector<std::string> sampleListFiles();

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "com/com_support.h"
+#include "support/file_bytes.h"
 #include "com/pull_sink.h"
 #include "fennoria/source_control.h"
 #include "support/sha256.h"
@@ -21,10 +22,7 @@ using testing_support::sha256Hex;
 
 namespace {
 
-std::string fileBytes(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
+using testing_support::fileBytes;
 
 // The sha256 that the facts list gives for a program chain.
 std::string factsSha256(const std::string& chain) {

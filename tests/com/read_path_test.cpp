@@ -7,12 +7,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
 #include <iterator>
 #include <string>
 #include <vector>
 
 #include "com/com_support.h"
+#include "support/file_bytes.h"
 #include "com/test_sample.h"
 #include "dvdnav/dvd_title_reader.h"
 #include "filter/source_filter.h"
@@ -24,10 +24,7 @@ using namespace com_tests;
 namespace {
 
 
-std::string fileBytes(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
+using testing_support::fileBytes;
 
 // A filter made in this process, its settings key cleared around it.
 class Filter {

@@ -6,6 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -13,8 +16,10 @@
 #include "com/test_sample.h"
 #include "dvdnav/dvd_title_reader.h"
 #include "filter/source_guids.h"
+#include "support/file_bytes.h"
 
 using namespace com_tests;
+using testing_support::fileBytes;
 
 namespace {
 
@@ -342,4 +347,123 @@ TEST_F(SourceFilterTest, PersistedPathWithoutTerminatorIsCutToTheField) {
   EXPECT_EQ(filter->ReadFromStream(stream), S_OK);
   EXPECT_EQ(std::string(filter->pin.settings.audioFile), std::string(251, 'x'));
   stream->Release();
+}
+
+// The persisted block, from bytes laid out by hand: six little-endian 32-bit
+// words, then the 252-byte path field. Every word holds a different value,
+// so a field read from the wrong offset shows.
+TEST_F(SourceFilterTest, PersistedBlockPutsEachFieldAtItsOffset) {
+  unsigned char block[276];
+  std::memset(block, 0xEE, sizeof block);
+  const std::uint32_t words[6] = {0x00000002, 0x00000105, 0xFFFFFFF9,
+                                  0x00030007, 0x7A7B7C7D, 0x00000004};
+  for (int i = 0; i < 6; ++i)
+    for (int b = 0; b < 4; ++b) block[i * 4 + b] = static_cast<unsigned char>(words[i] >> (8 * b));
+  std::memcpy(block + 24, "e:/tracks/main.ac3", 19);
+  IStream* stream = nullptr;
+  ASSERT_EQ(CreateStreamOnHGlobal(nullptr, TRUE, &stream), S_OK);
+  ULONG written = 0;
+  ASSERT_EQ(stream->Write(block, sizeof block, &written), S_OK);
+  LARGE_INTEGER start{};
+  stream->Seek(start, STREAM_SEEK_SET, nullptr);
+  ASSERT_EQ(filter->ReadFromStream(stream), S_OK);
+  stream->Release();
+
+  const SourceSettings& s = filter->pin.settings;
+  EXPECT_EQ(s.readMode, 2);                // offset 0
+  EXPECT_EQ(s.title, 0x105);               // offset 4
+  EXPECT_EQ(s.titleSelector, -7);          // offset 8
+  EXPECT_EQ(s.pgc, 0x30007);               // offset 12
+  EXPECT_EQ(s.reserved, 0x7A7B7C7D);       // offset 16
+  EXPECT_EQ(s.audioNumber, 4);             // offset 20
+  EXPECT_STREQ(s.audioFile, "e:/tracks/main.ac3");  // offset 24
+  EXPECT_EQ(filter->pin.GetReadMode(), 2);
+}
+
+TEST_F(SourceFilterTest, RunSetsTheRunningFlagAndStopHidesThePin) {
+  ASSERT_EQ(filter->Load(wide(samplePath("list/clip1.mpg")).c_str(), nullptr), S_OK);
+  EXPECT_EQ(filter->running, 0);
+  ASSERT_EQ(filter->Run(0), S_OK);
+  EXPECT_EQ(filter->running, 1);
+  FILTER_STATE state = State_Stopped;
+  EXPECT_EQ(filter->GetState(0, &state), S_OK);
+  EXPECT_EQ(state, State_Running);
+  EXPECT_EQ(filter->GetPinCount(), 1);
+  ASSERT_EQ(filter->Stop(), S_OK);
+  EXPECT_EQ(filter->GetPinCount(), 0);
+  EXPECT_EQ(filter->GetPin(0), nullptr);
+  // Running again reads the list from the stored name.
+  ASSERT_EQ(filter->Run(0), S_OK);
+  EXPECT_EQ(filter->GetPinCount(), 1);
+  filter->Stop();
+}
+
+TEST_F(SourceFilterTest, ActiveAndInactiveForgetTheReportedFile) {
+  ASSERT_EQ(filter->Load(wide(samplePath("list/clip1.mpg")).c_str(), nullptr), S_OK);
+  filter->pin.lastReportedFile = 3;
+  filter->pin.Active();
+  EXPECT_EQ(filter->pin.lastReportedFile, -1);
+  filter->pin.lastReportedFile = 2;
+  filter->pin.Inactive();
+  EXPECT_EQ(filter->pin.lastReportedFile, -1);
+}
+
+// Inactive finishes the demultiplexer's files while the filter lives on: the
+// file is whole and no handle holds it before the filter is released.
+TEST_F(SourceFilterTest, InactiveClosesTheDemultiplexersFilesWhileTheFilterLives) {
+  loadSampleDisc();
+  storeSetting("DvdReadMode", 1);
+  storeSetting("DvdTitle", 1);
+  storeSetting("DvdPgc", 0);
+  const std::string audio = temp.path("inactive.ac3");
+  filter->pin.SetAudioFile(audio.c_str());
+  ASSERT_EQ(checkStreamType(kMediaSubtypeMpeg2Program), S_OK);
+  LONGLONG total = 0, available = 0;
+  ASSERT_EQ(filter->pin.Length(&total, &available), S_OK);
+  for (LONGLONG at = 0; at < total; at += 65536) {
+    TestSample sample(at * kUnit, std::min<LONGLONG>(at + 65536, total) * kUnit, 65536);
+    ASSERT_EQ(filter->pin.SyncReadAligned(&sample), S_OK) << "at " << at;
+  }
+  filter->pin.Inactive();
+  HANDLE alone = CreateFileA(audio.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                             OPEN_EXISTING, 0, nullptr);
+  EXPECT_NE(alone, INVALID_HANDLE_VALUE) << "the audio file is still open";
+  if (alone != INVALID_HANDLE_VALUE) CloseHandle(alone);
+  const std::string reference = fileBytes(samplePath("dvd/refs/vts.1.pgc.1.0x80.ac3"));
+  ASSERT_FALSE(reference.empty());
+  EXPECT_TRUE(fileBytes(audio) == reference) << fileBytes(audio).size() << " bytes against "
+                                             << reference.size();
+}
+
+TEST_F(SourceFilterTest, LoadOfATooLongNameKeepsTheEarlierName) {
+  const std::wstring earlier = wide(samplePath("list/clip2.mpg"));
+  ASSERT_EQ(filter->Load(earlier.c_str(), nullptr), S_OK);
+  EXPECT_EQ(filter->Load(std::wstring(1024, L'b').c_str(), nullptr), E_FAIL);
+  LPOLESTR name = nullptr;
+  ASSERT_EQ(filter->GetCurFile(&name, nullptr), S_OK);
+  EXPECT_EQ(std::wstring(name), earlier);
+  CoTaskMemFree(name);
+  EXPECT_EQ(filter->GetPinCount(), 1);
+}
+
+// A name of 1,023 characters fills the name field to its last byte: it is
+// taken and kept, though no list of that name exists to be read.
+TEST_F(SourceFilterTest, LoadTakesANameOf1023Characters) {
+  const std::wstring longest(1023, L'c');
+  EXPECT_EQ(filter->Load(longest.c_str(), nullptr), E_FAIL);
+  LPOLESTR name = nullptr;
+  ASSERT_EQ(filter->GetCurFile(&name, nullptr), S_OK);
+  EXPECT_EQ(std::wstring(name), longest);
+  CoTaskMemFree(name);
+}
+
+TEST_F(SourceFilterTest, GetCurFileLeavesTheMediaTypeUntouched) {
+  ASSERT_EQ(filter->Load(wide(samplePath("list/clip2.mpg")).c_str(), nullptr), S_OK);
+  AM_MEDIA_TYPE type;
+  std::memset(&type, 0x5A, sizeof type);
+  AM_MEDIA_TYPE before = type;
+  LPOLESTR name = nullptr;
+  ASSERT_EQ(filter->GetCurFile(&name, &type), S_OK);
+  CoTaskMemFree(name);
+  EXPECT_EQ(std::memcmp(&type, &before, sizeof type), 0);
 }

@@ -8,11 +8,11 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <iterator>
 #include <string>
 
 #include "com/com_support.h"
+#include "support/file_bytes.h"
 #include "fennoria/source_control.h"
 #include "filter/source_guids.h"
 #include "support/sha256.h"
@@ -30,10 +30,7 @@ const CLSID kSampleGrabber = {0xC1F400A0, 0x3F08, 0x11D3,
 const CLSID kNullRenderer = {0xC1F400A4, 0x3F08, 0x11D3,
                               {0x9F, 0x0B, 0x00, 0x60, 0x08, 0x03, 0x9E, 0x37}};
 
-std::string fileBytes(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
+using testing_support::fileBytes;
 
 // Counts the video frames that pass the grabber and hashes each of them.
 class FrameCounter : public ISampleGrabberCB {
