@@ -56,8 +56,9 @@ DWORD runRegsvr32(const std::wstring& arguments) {
   return code;
 }
 
-// Whether the filter mapper finds our filter for the stream type at our merit.
-bool mapperFindsTheFilter() {
+// Whether the filter mapper finds our filter for the stream type among the
+// filters of at least `merit`.
+bool mapperFindsTheFilter(DWORD merit = 0x00200000) {
   IFilterMapper2* mapper = nullptr;
   if (FAILED(CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER,
                               IID_IFilterMapper2, reinterpret_cast<void**>(&mapper))))
@@ -65,7 +66,7 @@ bool mapperFindsTheFilter() {
   GUID types[2] = {MEDIATYPE_Stream, kMpeg2Program};
   IEnumMoniker* found = nullptr;
   bool seen = false;
-  if (SUCCEEDED(mapper->EnumMatchingFilters(&found, 0, TRUE, 0x00200000, FALSE, 1, types, nullptr,
+  if (SUCCEEDED(mapper->EnumMatchingFilters(&found, 0, TRUE, merit, FALSE, 1, types, nullptr,
                                             nullptr, FALSE, TRUE, 0, nullptr, nullptr, nullptr)) &&
       found) {
     IMoniker* moniker = nullptr;
@@ -92,6 +93,55 @@ bool mapperFindsTheFilter() {
   }
   mapper->Release();
   return seen;
+}
+
+// The mapper's record of the filter, as the mapper wrote it under the
+// legacy filter category: a head of four 32-bit words (format version,
+// merit, pin count, unused), then per pin a "0pi3" record (flags,
+// instances, media type count, medium count, category offset) and per
+// media type a "0ty3" record whose last two words are offsets of the major
+// type and subtype inside the blob.
+struct FilterData {
+  bool read = false;
+  DWORD version = 0, merit = 0, pins = 0;
+  DWORD pinFlags = 0, instances = 0, mediaTypes = 0, mediums = 0, category = 0;
+  char pinSignature[5] = {};
+  char typeSignature[5] = {};
+  GUID major{}, minor{};
+};
+
+FilterData readFilterData() {
+  FilterData data;
+  BYTE blob[1024] = {};
+  DWORD size = sizeof blob;
+  if (RegGetValueW(HKEY_CLASSES_ROOT,
+                   L"CLSID\\{083863F1-70DE-11D0-BD40-00A0C911CE86}\\Instance\\"
+                   L"{3F6A91D2-5C07-4B8E-9A14-C2D85E7B0F31}",
+                   L"FilterData", RRF_RT_REG_BINARY, nullptr, blob, &size) != ERROR_SUCCESS)
+    return data;
+  auto word = [&](DWORD at) {
+    DWORD value = 0;
+    if (at + 4 <= size) std::memcpy(&value, blob + at, 4);
+    return value;
+  };
+  auto guid = [&](DWORD at, GUID* out) {
+    if (at + sizeof(GUID) <= size) std::memcpy(out, blob + at, sizeof(GUID));
+  };
+  if (size < 16 + 24 + 16) return data;
+  data.read = true;
+  data.version = word(0);
+  data.merit = word(4);
+  data.pins = word(8);
+  std::memcpy(data.pinSignature, blob + 16, 4);
+  data.pinFlags = word(20);
+  data.instances = word(24);
+  data.mediaTypes = word(28);
+  data.mediums = word(32);
+  data.category = word(36);
+  std::memcpy(data.typeSignature, blob + 40, 4);
+  guid(word(48), &data.major);
+  guid(word(52), &data.minor);
+  return data;
 }
 
 class ComServer : public testing::Test {
@@ -140,6 +190,10 @@ TEST(Registration, Regsvr32WritesTheClassKeysAndTheMapperEntryAndRemovesThem) {
                        L"ThreadingModel"),
             L"Both");
   EXPECT_EQ(readString(HKEY_CLASSES_ROOT, kPageKey, nullptr), L"Ormelund Fennoria : Property Page");
+  EXPECT_EQ(_wcsicmp(readString(HKEY_CLASSES_ROOT, std::wstring(kPageKey) + L"\\InprocServer32",
+                                nullptr).c_str(),
+                     dllPath().c_str()),
+            0);
   EXPECT_EQ(readString(HKEY_CLASSES_ROOT, std::wstring(kPageKey) + L"\\InprocServer32",
                        L"ThreadingModel"),
             L"Both");
@@ -151,6 +205,56 @@ TEST(Registration, Regsvr32WritesTheClassKeysAndTheMapperEntryAndRemovesThem) {
   EXPECT_FALSE(mapperFindsTheFilter());
   // The other tests of this run use the run's registration.
   EXPECT_EQ(dllRegisterServer(), S_OK);
+  CoUninitialize();
+}
+
+// What the mapper keeps of the filter: merit 0x00200000 exactly (found at
+// that merit, not above it), one output pin that is neither rendered, nor
+// optional, nor many, with the program stream as its one media type.
+TEST(Registration, MapperRecordHoldsTheMeritThePinAndItsMediaType) {
+  CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+  ASSERT_EQ(dllRegisterServer(), S_OK);
+  EXPECT_TRUE(mapperFindsTheFilter(0x00200000));
+  EXPECT_FALSE(mapperFindsTheFilter(0x00200001));
+  const FilterData data = readFilterData();
+  ASSERT_TRUE(data.read);
+  EXPECT_EQ(data.version, 2u);
+  EXPECT_EQ(data.merit, 0x00200000u);
+  EXPECT_EQ(data.pins, 1u);
+  EXPECT_STREQ(data.pinSignature, "0pi3");
+  EXPECT_EQ(data.pinFlags, 0x8u);  // output only: not zero, not rendered, not many
+  EXPECT_EQ(data.instances, 1u);  // the mapper's count for a pin that is neither optional nor many
+  EXPECT_EQ(data.mediaTypes, 1u);
+  EXPECT_EQ(data.mediums, 0u);
+  EXPECT_EQ(data.category, 0u);
+  EXPECT_STREQ(data.typeSignature, "0ty3");
+  const GUID stream = {0xe436eb83, 0x524f, 0x11ce, {0x9f, 0x53, 0x00, 0x20, 0xaf, 0x0b, 0xa7, 0x70}};
+  EXPECT_TRUE(IsEqualGUID(data.major, stream));
+  EXPECT_TRUE(IsEqualGUID(data.minor, kMpeg2Program));
+  CoUninitialize();
+}
+
+// The pin as the mapper's clients meet it once the filter is made: its name
+// and its direction.
+TEST(Registration, FiltersPinIsTheOutputNamedOutput) {
+  CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+  IBaseFilter* filter = nullptr;
+  ASSERT_EQ(CoCreateInstance(CLSID_FennoriaSource, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter,
+                             reinterpret_cast<void**>(&filter)),
+            S_OK);
+  IFileSourceFilter* source = nullptr;
+  ASSERT_EQ(filter->QueryInterface(IID_IFileSourceFilter, reinterpret_cast<void**>(&source)), S_OK);
+  ASSERT_EQ(source->Load(wide(samplePath("list/clip1.mpg")).c_str(), nullptr), S_OK);
+  source->Release();
+  IPin* pin = nullptr;
+  ASSERT_EQ(filter->FindPin(L"Output", &pin), S_OK);
+  PIN_INFO info{};
+  ASSERT_EQ(pin->QueryPinInfo(&info), S_OK);
+  EXPECT_STREQ(info.achName, L"Output");
+  EXPECT_EQ(info.dir, PINDIR_OUTPUT);
+  if (info.pFilter) info.pFilter->Release();
+  pin->Release();
+  EXPECT_EQ(filter->Release(), 0u);
   CoUninitialize();
 }
 
@@ -322,6 +426,29 @@ TEST_F(ComServer, SourceControlSlotsAreInThePublishedOrder) {
   EXPECT_EQ(reinterpret_cast<IntResult>(slots[5])(control), 0);
   control->Release();
   EXPECT_EQ(filter->Release(), 0u);
+}
+
+// The identifiers as clients outside this tree write them.
+TEST_F(ComServer, PublishedIdentifiersReachTheFilterThePageAndTheControlInterface) {
+  const CLSID filterClass = {0x3f6a91d2, 0x5c07, 0x4b8e,
+                             {0x9a, 0x14, 0xc2, 0xd8, 0x5e, 0x7b, 0x0f, 0x31}};
+  const CLSID pageClass = {0xa9c4e217, 0x6b3d, 0x4f02,
+                           {0x8e, 0x5a, 0x17, 0xf3, 0xb0, 0xc6, 0xd9, 0x48}};
+  const IID control = {0x5d2b7e40, 0xc18f, 0x4a63, {0xb7, 0xd9, 0x0e, 0x4f, 0x62, 0xa1, 0xc8, 0x35}};
+  EXPECT_TRUE(IsEqualIID(IID_ISourceControl, control));
+  IBaseFilter* filter = nullptr;
+  ASSERT_EQ(CoCreateInstance(filterClass, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter,
+                             reinterpret_cast<void**>(&filter)),
+            S_OK);
+  IUnknown* reached = nullptr;
+  ASSERT_EQ(filter->QueryInterface(control, reinterpret_cast<void**>(&reached)), S_OK);
+  reached->Release();
+  EXPECT_EQ(filter->Release(), 0u);
+  IPropertyPage* page = nullptr;
+  ASSERT_EQ(CoCreateInstance(pageClass, nullptr, CLSCTX_INPROC_SERVER, IID_IPropertyPage,
+                             reinterpret_cast<void**>(&page)),
+            S_OK);
+  EXPECT_EQ(page->Release(), 0u);
 }
 
 TEST_F(ComServer, PersistedBlockIsLoadedFromAStreamAndSavingWritesNothing) {

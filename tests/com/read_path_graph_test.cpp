@@ -327,6 +327,85 @@ TEST_F(ReadPathGraph, DvdSeveralTracksWriteTheirFilesWhenTheGraphStops) {
 }
 
 namespace {
+
+// The control interface's table as a client compiled from the published
+// slot order calls it: slot n counts the three IUnknown slots.
+template <class Slot>
+Slot slotOf(ISourceControl* control, int n) {
+  return reinterpret_cast<Slot>((*reinterpret_cast<void***>(control))[n]);
+}
+using IntSlot = HRESULT(STDMETHODCALLTYPE*)(ISourceControl*, int);
+using TextSlot = HRESULT(STDMETHODCALLTYPE*)(ISourceControl*, const char*);
+using AudioSlot = HRESULT(STDMETHODCALLTYPE*)(ISourceControl*, const char*, int, int);
+using SubtitleSlot = HRESULT(STDMETHODCALLTYPE*)(ISourceControl*, const char*, int);
+constexpr int kSetReadMode = 4, kSetTitle = 6, kSetPgc = 7, kSetAudioStream = 8,
+              kSetAudioFile = 9, kAddAudioStream = 10, kAddSubtitleStream = 11;
+
+}  // namespace
+
+// Title set and chain each have a slot of their own: the title set alone
+// moves to the second title set's chain, the chain alone to the first title
+// set's second chain.
+TEST_F(ReadPathGraph, SourceControlTitleAndChainSlotsChooseTheRange) {
+  const std::string vob = samplePath("dvd/VIDEO_TS/VTS_01_1.VOB");
+  Played second = play(vob, PullSink::Mode::Aligned, 65536, [](ISourceControl* c) {
+    slotOf<IntSlot>(c, kSetReadMode)(c, 2);
+    slotOf<IntSlot>(c, kSetTitle)(c, 2);
+  });
+  ASSERT_EQ(second.connect, S_OK);
+  EXPECT_EQ(second.total, 66 * 2048);
+  EXPECT_EQ(sha256Hex(second.data), factsSha256("vts.2.pgc.1"));
+  Played chain = play(vob, PullSink::Mode::Aligned, 65536, [](ISourceControl* c) {
+    slotOf<IntSlot>(c, kSetReadMode)(c, 2);
+    slotOf<IntSlot>(c, kSetPgc)(c, 1);
+  });
+  ASSERT_EQ(chain.connect, S_OK);
+  EXPECT_EQ(chain.total, 163 * 2048);
+  EXPECT_EQ(sha256Hex(chain.data), factsSha256("vts.1.pgc.2"));
+}
+
+// The audio and subtitle slots, each seen in the files the demultiplexer
+// writes: the default audio file and its stream, added audio tracks with
+// their kind and stream, a subtitle track.
+TEST_F(ReadPathGraph, SourceControlAudioAndSubtitleSlotsChooseTheWrittenFiles) {
+  const std::string vob = samplePath("dvd/VIDEO_TS/VTS_01_1.VOB");
+  const std::string ac3 = temp.path("default.ac3");
+  const std::string sub = temp.path("track0.sub");
+  Played defaults = play(vob, PullSink::Mode::Aligned, 65536, [&](ISourceControl* c) {
+    slotOf<IntSlot>(c, kSetReadMode)(c, 1);
+    slotOf<TextSlot>(c, kSetAudioFile)(c, ac3.c_str());
+    slotOf<SubtitleSlot>(c, kAddSubtitleStream)(c, sub.c_str(), 0);
+  });
+  ASSERT_EQ(defaults.connect, S_OK);
+  EXPECT_TRUE(fileBytes(ac3) == fileBytes(samplePath("dvd/refs/vts.1.pgc.1.0x80.ac3")));
+  EXPECT_TRUE(fileBytes(sub) == fileBytes(samplePath("dvd/refs/vts.1.pgc.1.0x20.sub")));
+
+  // The disc has no second AC-3 stream: the default file is made, and stays
+  // empty.
+  const std::string other = temp.path("stream1.ac3");
+  Played stream = play(vob, PullSink::Mode::Aligned, 65536, [&](ISourceControl* c) {
+    slotOf<IntSlot>(c, kSetReadMode)(c, 1);
+    slotOf<TextSlot>(c, kSetAudioFile)(c, other.c_str());
+    slotOf<IntSlot>(c, kSetAudioStream)(c, 1);
+  });
+  ASSERT_EQ(stream.connect, S_OK);
+  EXPECT_TRUE(fileExists(other));
+  EXPECT_EQ(fileBytes(other).size(), 0u);
+
+  const std::string first = temp.path("mpeg0.mp2");
+  const std::string second = temp.path("mpeg1.mp2");
+  Played tracks = play(vob, PullSink::Mode::Aligned, 65536, [&](ISourceControl* c) {
+    slotOf<IntSlot>(c, kSetReadMode)(c, 1);
+    slotOf<IntSlot>(c, kSetTitle)(c, 2);
+    slotOf<AudioSlot>(c, kAddAudioStream)(c, first.c_str(), 2, 0);
+    slotOf<AudioSlot>(c, kAddAudioStream)(c, second.c_str(), 2, 1);
+  });
+  ASSERT_EQ(tracks.connect, S_OK);
+  EXPECT_TRUE(fileBytes(first) == fileBytes(samplePath("dvd/refs/vts.2.pgc.1.0x1c0.mp2")));
+  EXPECT_TRUE(fileBytes(second) == fileBytes(samplePath("dvd/refs/vts.2.pgc.1.0x1c1.mp2")));
+}
+
+namespace {
 struct Job {
   std::string name;
   long size;
