@@ -406,3 +406,168 @@ TEST_F(ReadPath, OutputPinRequestWithoutASampleIsRefused) {
   EXPECT_EQ(f.pin().Request(&sample, 0), E_NOTIMPL);
   EXPECT_EQ(sample.actual, -1);
 }
+
+namespace {
+
+// A sample whose GetTime, GetPointer or SetActualDataLength fails with the
+// result set here.
+class FailingSample : public Sample {
+ public:
+  using Sample::Sample;
+  HRESULT STDMETHODCALLTYPE GetTime(REFERENCE_TIME* start, REFERENCE_TIME* stop) override {
+    return FAILED(timeResult) ? timeResult : Sample::GetTime(start, stop);
+  }
+  HRESULT STDMETHODCALLTYPE GetPointer(BYTE** data) override {
+    return FAILED(pointerResult) ? pointerResult : Sample::GetPointer(data);
+  }
+  HRESULT STDMETHODCALLTYPE SetActualDataLength(long length) override {
+    return FAILED(lengthResult) ? lengthResult : Sample::SetActualDataLength(length);
+  }
+  HRESULT timeResult = S_OK;
+  HRESULT pointerResult = S_OK;
+  HRESULT lengthResult = S_OK;
+};
+
+// An allocator that counts its references and answers SetProperties with
+// the result set here, keeping the properties it was asked for.
+class CountingAllocator : public IMemAllocator {
+ public:
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+  ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(++references); }
+  ULONG STDMETHODCALLTYPE Release() override { return static_cast<ULONG>(--references); }
+  HRESULT STDMETHODCALLTYPE SetProperties(ALLOCATOR_PROPERTIES* wanted,
+                                          ALLOCATOR_PROPERTIES* actual) override {
+    asked = *wanted;
+    if (SUCCEEDED(propertiesResult)) *actual = *wanted;
+    return propertiesResult;
+  }
+  HRESULT STDMETHODCALLTYPE GetProperties(ALLOCATOR_PROPERTIES*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE Commit() override { return S_OK; }
+  HRESULT STDMETHODCALLTYPE Decommit() override { return S_OK; }
+  HRESULT STDMETHODCALLTYPE GetBuffer(IMediaSample**, REFERENCE_TIME*, REFERENCE_TIME*,
+                                      DWORD) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE ReleaseBuffer(IMediaSample*) override { return S_OK; }
+  long references = 1;
+  HRESULT propertiesResult = S_OK;
+  ALLOCATOR_PROPERTIES asked{};
+};
+
+IAsyncReader* readerOf(Filter& f) {
+  IAsyncReader* reader = nullptr;
+  f.pin().QueryInterface(IID_IAsyncReader, reinterpret_cast<void**>(&reader));
+  return reader;
+}
+
+}  // namespace
+
+TEST_F(ReadPath, OutputPinSampleWithoutRoomFails) {
+  Filter f;
+  ASSERT_EQ(f.load(list()), S_OK);
+  ASSERT_EQ(f.configure(), S_OK);
+  Sample none(0, 100, 0);
+  EXPECT_EQ(f.pin().SyncReadAligned(&none), E_FAIL);
+  EXPECT_EQ(none.actual, -1);
+  EXPECT_FALSE(f.pin().endOfStream);
+}
+
+TEST_F(ReadPath, OutputPinSampleFailuresAreHandedBack) {
+  Filter f;
+  ASSERT_EQ(f.load(list()), S_OK);
+  ASSERT_EQ(f.configure(), S_OK);
+  FailingSample noTime(0, 100, 100);
+  noTime.timeResult = VFW_E_SAMPLE_TIME_NOT_SET;
+  EXPECT_EQ(f.pin().SyncReadAligned(&noTime), VFW_E_SAMPLE_TIME_NOT_SET);
+  EXPECT_EQ(OutputPin::streamPosition(), 0);
+
+  // Nothing is read when the sample has no buffer to give.
+  FailingSample noBuffer(0, 100, 100);
+  noBuffer.pointerResult = E_UNEXPECTED;
+  EXPECT_EQ(f.pin().SyncReadAligned(&noBuffer), E_UNEXPECTED);
+  EXPECT_EQ(OutputPin::streamPosition(), 0);
+
+  // The read itself happened when only the length cannot be set.
+  FailingSample noLength(0, 100, 100);
+  noLength.lengthResult = E_INVALIDARG;
+  EXPECT_EQ(f.pin().SyncReadAligned(&noLength), E_INVALIDARG);
+  EXPECT_EQ(OutputPin::streamPosition(), 100);
+  EXPECT_EQ(std::string(reinterpret_cast<char*>(noLength.buffer.data()), 100),
+            joined().substr(0, 100));
+}
+
+TEST_F(ReadPath, OutputPinRequestAllocatorHandsBackThePreferredOneWithAReference) {
+  Filter f;
+  IAsyncReader* reader = readerOf(f);
+  ASSERT_NE(reader, nullptr);
+  CountingAllocator allocator;
+  ALLOCATOR_PROPERTIES wanted{2, 4096, 16, 0};
+  IMemAllocator* actual = nullptr;
+  EXPECT_EQ(reader->RequestAllocator(&allocator, &wanted, &actual), S_OK);
+  EXPECT_EQ(actual, &allocator);
+  EXPECT_EQ(allocator.references, 2);
+  EXPECT_EQ(allocator.asked.cbAlign, 1);
+  EXPECT_EQ(allocator.asked.cBuffers, 2);
+  EXPECT_EQ(allocator.asked.cbBuffer, 4096);
+
+  CountingAllocator refusing;
+  refusing.propertiesResult = VFW_E_BADALIGN;
+  actual = nullptr;
+  EXPECT_EQ(reader->RequestAllocator(&refusing, &wanted, &actual), E_FAIL);
+  EXPECT_EQ(actual, nullptr);
+  EXPECT_EQ(refusing.references, 1);
+  EXPECT_EQ(reader->RequestAllocator(nullptr, &wanted, &actual), E_POINTER);
+  reader->Release();
+}
+
+TEST_F(ReadPath, OutputPinLengthAvailableInDvdModeIsWhatIsLeftOfTheRange) {
+  Filter f;
+  selectFirstProgramChain(f);
+  const LONGLONG range = 190 * 2048;
+  LONGLONG total = -1, available = -1;
+  ASSERT_EQ(f.pin().Length(&total, &available), S_OK);
+  EXPECT_EQ(total, range);
+  EXPECT_EQ(available, range);
+  read(f, 0, 3 * 2048);
+  available = -1;
+  ASSERT_EQ(f.pin().Length(nullptr, &available), S_OK);
+  EXPECT_EQ(available, range - 3 * 2048);
+}
+
+TEST_F(ReadPath, OutputPinFlushDoesNothing) {
+  Filter f;
+  ASSERT_EQ(f.load(list()), S_OK);
+  ASSERT_EQ(f.configure(), S_OK);
+  IAsyncReader* reader = readerOf(f);
+  ASSERT_NE(reader, nullptr);
+  EXPECT_EQ(reader->BeginFlush(), S_OK);
+  // Reads go on between the two, as if no flush had begun.
+  EXPECT_EQ(read(f, 0, 100), joined().substr(0, 100));
+  EXPECT_EQ(reader->EndFlush(), S_OK);
+  EXPECT_EQ(read(f, 100, 100), joined().substr(100, 100));
+  reader->Release();
+}
+
+// A seek that falls short leaves the counter at the position asked for, so
+// a read right after it is taken for a continuation and does not seek.
+TEST_F(ReadPath, OutputPinCounterKeepsTheAskedPositionAfterAShortSeek) {
+  Filter f;
+  selectFirstProgramChain(f);
+  const LONGLONG beyond = 10LL * 1024 * 1024 * 1024;
+  Sample distant(beyond, 2048, 2048);
+  EXPECT_EQ(f.pin().SyncReadAligned(&distant), S_OK);
+  EXPECT_EQ(distant.actual, 0);
+  EXPECT_EQ(OutputPin::streamPosition(), beyond);
+}
+
+TEST_F(ReadPath, StandardReadsOtherThanOneKeepTheDefaultReads) {
+  storeSetting("StandardReads", 2);
+  Filter f;
+  ASSERT_EQ(f.load(list()), S_OK);
+  ASSERT_EQ(f.configure(), S_OK);
+  Sample sample(0, 100, 100);
+  EXPECT_EQ(f.pin().Request(&sample, 7), E_NOTIMPL);
+  IMediaSample* done = nullptr;
+  DWORD_PTR user = 0;
+  EXPECT_EQ(f.pin().WaitForNext(0, &done, &user), E_NOTIMPL);
+}
