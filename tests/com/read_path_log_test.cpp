@@ -12,7 +12,8 @@
 #include <string>
 
 #include "com/com_support.h"
-#include "com/test_sample.h"
+#include "support/in_process_filter.h"
+#include "support/test_sample.h"
 #include "diag/debug_log.h"
 #include "filter/source_filter.h"
 #include "filter/source_guids.h"
@@ -23,38 +24,11 @@ using testing_support::fileBytes;
 
 namespace {
 
-// A filter made in this process.
-class Filter {
- public:
-  Filter() {
-    HRESULT hr = E_FAIL;
-    unknown_ = SourceFilter::CreateInstance(nullptr, &hr);
-    filter = static_cast<SourceFilter*>(reinterpret_cast<dshow::INonDelegatingUnknown*>(unknown_));
-  }
-  ~Filter() { unknown_->Release(); }
-  HRESULT load(const std::string& path) { return filter->Load(wide(path).c_str(), nullptr); }
-  HRESULT configure() {
-    AM_MEDIA_TYPE type{};
-    type.majortype = kMediaTypeStream;
-    type.subtype = kMediaSubtypeMpeg2Program;
-    return filter->pin.CheckMediaType(&type);
-  }
-  OutputPin& pin() { return filter->pin; }
-  SourceFilter* filter = nullptr;
+using Filter = InProcessFilter;
 
- private:
-  IUnknown* unknown_ = nullptr;
-};
-
-class Sample : public TestSample {
+class FailingTimeSample : public RangeSample {
  public:
-  Sample(LONGLONG position, LONGLONG length, long size)
-      : TestSample(position * kUnit, (position + length) * kUnit, size) {}
-};
-
-class FailingTimeSample : public Sample {
- public:
-  using Sample::Sample;
+  using RangeSample::RangeSample;
   HRESULT STDMETHODCALLTYPE GetTime(REFERENCE_TIME*, REFERENCE_TIME*) override {
     return VFW_E_SAMPLE_TIME_NOT_SET;
   }
@@ -143,7 +117,7 @@ TEST_F(ReadPathLog, EndOfTheRangeLogsBothEndLinesAndTheMissingDemultiplexer) {
   Filter f;
   selectFirstChain(f);
   logTo(0);
-  Sample tail(kChain - 2048, 4096, 4096);
+  RangeSample tail(kChain - 2048, 4096, 4096);
   EXPECT_EQ(f.pin().SyncReadAligned(&tail), S_OK);
   EXPECT_EQ(tail.actual, 2048);
   std::string log = logged();
@@ -154,7 +128,7 @@ TEST_F(ReadPathLog, EndOfTheRangeLogsBothEndLinesAndTheMissingDemultiplexer) {
   Filter g;
   selectFirstChain(g);
   logTo(0);
-  Sample past(kChain, 2048, 2048);
+  RangeSample past(kChain, 2048, 2048);
   EXPECT_EQ(g.pin().SyncReadAligned(&past), S_OK);
   EXPECT_EQ(past.actual, 0);
   log = logged();
@@ -165,12 +139,12 @@ TEST_F(ReadPathLog, ShortSeekAndEmptySampleAreLoggedAsErrors) {
   Filter f;
   selectFirstChain(f);
   logTo(0);
-  Sample none(0, 100, 0);
+  RangeSample none(0, 100, 0);
   EXPECT_EQ(f.pin().SyncReadAligned(&none), E_FAIL);
-  Sample nothing(0, 0, 100);
+  RangeSample nothing(0, 0, 100);
   EXPECT_EQ(f.pin().SyncReadAligned(&nothing), S_OK);
   // Last: the read after the seek finds nothing and ends the stream.
-  Sample distant(10737418240LL, 2048, 2048);
+  RangeSample distant(10737418240LL, 2048, 2048);
   f.pin().SyncReadAligned(&distant);
   const std::string log = logged();
   EXPECT_NE(log.find(" :VobSeek error: 10737418240 "), std::string::npos) << log;
@@ -207,7 +181,7 @@ TEST_F(ReadPathLog, LengthAndQueueCallsAreTracedAtLevelOne) {
   auto action = [&] {
     LONGLONG all = 0, available = 0;
     f.pin().Length(&all, &available);
-    Sample sample(4096, 100, 100);
+    RangeSample sample(4096, 100, 100);
     f.pin().Request(&sample, 0);
     IMediaSample* done = nullptr;
     DWORD_PTR user = 0;
@@ -242,7 +216,7 @@ TEST_F(ReadPathLog, SynchronousReadsAreTracedAtLevelTwo) {
   auto action = [&] {
     BYTE buffer[100];
     f.pin().SyncRead(0, 100, buffer);
-    Sample sample(100, 100, 100);
+    RangeSample sample(100, 100, 100);
     f.pin().SyncReadAligned(&sample);
   };
   std::string log = tracedAt(1, action);

@@ -13,7 +13,8 @@
 
 #include "com/com_support.h"
 #include "support/file_bytes.h"
-#include "com/test_sample.h"
+#include "support/in_process_filter.h"
+#include "support/test_sample.h"
 #include "dvdnav/dvd_title_reader.h"
 #include "filter/source_filter.h"
 #include "filter/source_guids.h"
@@ -25,36 +26,7 @@ namespace {
 
 
 using testing_support::fileBytes;
-
-// A filter made in this process, its settings key cleared around it.
-class Filter {
- public:
-  Filter() {
-    HRESULT hr = E_FAIL;
-    unknown_ = SourceFilter::CreateInstance(nullptr, &hr);
-    filter = static_cast<SourceFilter*>(reinterpret_cast<dshow::INonDelegatingUnknown*>(unknown_));
-  }
-  ~Filter() { unknown_->Release(); }
-  HRESULT load(const std::string& path) { return filter->Load(wide(path).c_str(), nullptr); }
-  HRESULT configure() {
-    AM_MEDIA_TYPE type{};
-    type.majortype = kMediaTypeStream;
-    type.subtype = kMediaSubtypeMpeg2Program;
-    return filter->pin.CheckMediaType(&type);
-  }
-  OutputPin& pin() { return filter->pin; }
-  SourceFilter* filter = nullptr;
-
- private:
-  IUnknown* unknown_ = nullptr;
-};
-
-// A sample asking for `length` bytes at byte `position`.
-class Sample : public TestSample {
- public:
-  Sample(LONGLONG position, LONGLONG length, long size)
-      : TestSample(position * kUnit, (position + length) * kUnit, size) {}
-};
+using Filter = InProcessFilter;
 
 class ReadPath : public testing::Test {
  protected:
@@ -103,7 +75,7 @@ TEST_F(ReadPath, OutputPinEndOfStreamFlagIsSticky) {
   ASSERT_EQ(f.pin().Length(&total, nullptr), S_OK);
   ASSERT_GT(total, 4096);
   // A sample that spans past the end: the short tail, with S_OK.
-  Sample tail(total - 4096, 6144, 6144);
+  RangeSample tail(total - 4096, 6144, 6144);
   EXPECT_EQ(f.pin().SyncReadAligned(&tail), S_OK);
   EXPECT_EQ(tail.actual, 4096);
   std::string disc = fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_1.VOB")) +
@@ -114,16 +86,16 @@ TEST_F(ReadPath, OutputPinEndOfStreamFlagIsSticky) {
   EXPECT_TRUE(f.pin().endOfStream);
   // Then empty samples with S_FALSE, from the start too, after a fresh type
   // check and after a run.
-  Sample again(total - 4096, 2048, 2048);
+  RangeSample again(total - 4096, 2048, 2048);
   EXPECT_EQ(f.pin().SyncReadAligned(&again), S_FALSE);
   EXPECT_EQ(again.actual, 0);
-  Sample start(0, 2048, 2048);
+  RangeSample start(0, 2048, 2048);
   EXPECT_EQ(f.pin().SyncReadAligned(&start), S_FALSE);
   EXPECT_EQ(start.actual, 0);
   ASSERT_EQ(f.configure(), S_OK);
   f.filter->Run(0);
   f.filter->Stop();
-  Sample later(0, 2048, 2048);
+  RangeSample later(0, 2048, 2048);
   EXPECT_EQ(f.pin().SyncReadAligned(&later), S_FALSE);
   EXPECT_EQ(later.actual, 0);
   // SyncRead does not look at the flag.
@@ -139,7 +111,7 @@ TEST_F(ReadPath, OutputPinEqualTimesLeaveTheSampleLengthUnchanged) {
   Filter f;
   ASSERT_EQ(f.load(list()), S_OK);
   ASSERT_EQ(f.configure(), S_OK);
-  Sample empty(100, 0, 64);
+  RangeSample empty(100, 0, 64);
   empty.actual = 17;
   EXPECT_EQ(f.pin().SyncReadAligned(&empty), S_OK);
   EXPECT_EQ(empty.actual, 17);
@@ -150,7 +122,7 @@ TEST_F(ReadPath, OutputPinRequestLargerThanTheSampleReadsTheSample) {
   Filter f;
   ASSERT_EQ(f.load(list()), S_OK);
   ASSERT_EQ(f.configure(), S_OK);
-  Sample small(116736 - 100, 5000, 300);  // across the first file end
+  RangeSample small(116736 - 100, 5000, 300);  // across the first file end
   EXPECT_EQ(f.pin().SyncReadAligned(&small), S_OK);
   EXPECT_EQ(small.bytes(), joined().substr(116736 - 100, 300));
   EXPECT_FALSE(f.pin().endOfStream);
@@ -367,7 +339,7 @@ TEST_F(ReadPath, ProgressCurrentFileFollowsTheFileBeingRead) {
   EXPECT_EQ(seen, names);
   // An aligned read across a file end reports the new file too.
   f.pin().lastReportedFile = -1;
-  Sample across(ends[1] - 10, 20, 20);
+  RangeSample across(ends[1] - 10, 20, 20);
   EXPECT_EQ(f.pin().SyncReadAligned(&across), S_OK);
   EXPECT_EQ(window->reported().currentFile.value_or(""), names[2]);
   ASSERT_EQ(f.filter->Stop(), S_OK);
@@ -391,7 +363,7 @@ TEST_F(ReadPath, ProgressInDvdModeMeasuresTheTitleRange) {
   EXPECT_EQ(window->reported().totalLength, total);
   for (LONGLONG p = 0; p < total; p += 65536) {
     const LONGLONG n = std::min<LONGLONG>(65536, total - p);
-    Sample sample(p, n, static_cast<long>(n));
+    RangeSample sample(p, n, static_cast<long>(n));
     ASSERT_EQ(f.pin().SyncReadAligned(&sample), S_OK);
     EXPECT_EQ(window->reported().position, p + n);
     EXPECT_EQ(window->reported().totalLength, total);
@@ -402,7 +374,7 @@ TEST_F(ReadPath, ProgressInDvdModeMeasuresTheTitleRange) {
 TEST_F(ReadPath, OutputPinRequestWithoutASampleIsRefused) {
   Filter f;
   EXPECT_EQ(f.pin().Request(nullptr, 0), E_POINTER);
-  Sample sample(0, 16, 16);
+  RangeSample sample(0, 16, 16);
   EXPECT_EQ(f.pin().Request(&sample, 0), E_NOTIMPL);
   EXPECT_EQ(sample.actual, -1);
 }
@@ -411,17 +383,17 @@ namespace {
 
 // A sample whose GetTime, GetPointer or SetActualDataLength fails with the
 // result set here.
-class FailingSample : public Sample {
+class FailingSample : public RangeSample {
  public:
-  using Sample::Sample;
+  using RangeSample::RangeSample;
   HRESULT STDMETHODCALLTYPE GetTime(REFERENCE_TIME* start, REFERENCE_TIME* stop) override {
-    return FAILED(timeResult) ? timeResult : Sample::GetTime(start, stop);
+    return FAILED(timeResult) ? timeResult : RangeSample::GetTime(start, stop);
   }
   HRESULT STDMETHODCALLTYPE GetPointer(BYTE** data) override {
-    return FAILED(pointerResult) ? pointerResult : Sample::GetPointer(data);
+    return FAILED(pointerResult) ? pointerResult : RangeSample::GetPointer(data);
   }
   HRESULT STDMETHODCALLTYPE SetActualDataLength(long length) override {
-    return FAILED(lengthResult) ? lengthResult : Sample::SetActualDataLength(length);
+    return FAILED(lengthResult) ? lengthResult : RangeSample::SetActualDataLength(length);
   }
   HRESULT timeResult = S_OK;
   HRESULT pointerResult = S_OK;
@@ -454,19 +426,13 @@ class CountingAllocator : public IMemAllocator {
   ALLOCATOR_PROPERTIES asked{};
 };
 
-IAsyncReader* readerOf(Filter& f) {
-  IAsyncReader* reader = nullptr;
-  f.pin().QueryInterface(IID_IAsyncReader, reinterpret_cast<void**>(&reader));
-  return reader;
-}
-
 }  // namespace
 
 TEST_F(ReadPath, OutputPinSampleWithoutRoomFails) {
   Filter f;
   ASSERT_EQ(f.load(list()), S_OK);
   ASSERT_EQ(f.configure(), S_OK);
-  Sample none(0, 100, 0);
+  RangeSample none(0, 100, 0);
   EXPECT_EQ(f.pin().SyncReadAligned(&none), E_FAIL);
   EXPECT_EQ(none.actual, -1);
   EXPECT_FALSE(f.pin().endOfStream);
@@ -498,7 +464,7 @@ TEST_F(ReadPath, OutputPinSampleFailuresAreHandedBack) {
 
 TEST_F(ReadPath, OutputPinRequestAllocatorHandsBackThePreferredOneWithAReference) {
   Filter f;
-  IAsyncReader* reader = readerOf(f);
+  IAsyncReader* reader = f.reader;
   ASSERT_NE(reader, nullptr);
   CountingAllocator allocator;
   ALLOCATOR_PROPERTIES wanted{2, 4096, 16, 0};
@@ -517,7 +483,6 @@ TEST_F(ReadPath, OutputPinRequestAllocatorHandsBackThePreferredOneWithAReference
   EXPECT_EQ(actual, nullptr);
   EXPECT_EQ(refusing.references, 1);
   EXPECT_EQ(reader->RequestAllocator(nullptr, &wanted, &actual), E_POINTER);
-  reader->Release();
 }
 
 TEST_F(ReadPath, OutputPinLengthAvailableInDvdModeIsWhatIsLeftOfTheRange) {
@@ -538,14 +503,13 @@ TEST_F(ReadPath, OutputPinFlushDoesNothing) {
   Filter f;
   ASSERT_EQ(f.load(list()), S_OK);
   ASSERT_EQ(f.configure(), S_OK);
-  IAsyncReader* reader = readerOf(f);
+  IAsyncReader* reader = f.reader;
   ASSERT_NE(reader, nullptr);
   EXPECT_EQ(reader->BeginFlush(), S_OK);
   // Reads go on between the two, as if no flush had begun.
   EXPECT_EQ(read(f, 0, 100), joined().substr(0, 100));
   EXPECT_EQ(reader->EndFlush(), S_OK);
   EXPECT_EQ(read(f, 100, 100), joined().substr(100, 100));
-  reader->Release();
 }
 
 // A seek that falls short leaves the counter at the position asked for, so
@@ -554,7 +518,7 @@ TEST_F(ReadPath, OutputPinCounterKeepsTheAskedPositionAfterAShortSeek) {
   Filter f;
   selectFirstProgramChain(f);
   const LONGLONG beyond = 10LL * 1024 * 1024 * 1024;
-  Sample distant(beyond, 2048, 2048);
+  RangeSample distant(beyond, 2048, 2048);
   EXPECT_EQ(f.pin().SyncReadAligned(&distant), S_OK);
   EXPECT_EQ(distant.actual, 0);
   EXPECT_EQ(OutputPin::streamPosition(), beyond);
@@ -565,7 +529,7 @@ TEST_F(ReadPath, StandardReadsOtherThanOneKeepTheDefaultReads) {
   Filter f;
   ASSERT_EQ(f.load(list()), S_OK);
   ASSERT_EQ(f.configure(), S_OK);
-  Sample sample(0, 100, 100);
+  RangeSample sample(0, 100, 100);
   EXPECT_EQ(f.pin().Request(&sample, 7), E_NOTIMPL);
   IMediaSample* done = nullptr;
   DWORD_PTR user = 0;

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "com/com_support.h"
-#include "com/test_sample.h"
+#include "support/test_sample.h"
 #include "dvdnav/dvd_title_reader.h"
 #include "filter/source_guids.h"
 #include "support/file_bytes.h"

@@ -13,7 +13,8 @@
 
 #include "com/com_support.h"
 #include "support/file_bytes.h"
-#include "com/test_sample.h"
+#include "support/in_process_filter.h"
+#include "support/test_sample.h"
 #include "dvdnav/dvd_title_reader.h"
 #include "filter/source_filter.h"
 #include "filter/source_guids.h"
@@ -25,52 +26,22 @@ namespace {
 constexpr LONGLONG kSector = 2048;
 
 using testing_support::fileBytes;
+using Filter = InProcessFilter;
 
-class Filter {
- public:
-  Filter() {
-    HRESULT hr = E_FAIL;
-    unknown_ = SourceFilter::CreateInstance(nullptr, &hr);
-    filter = static_cast<SourceFilter*>(reinterpret_cast<dshow::INonDelegatingUnknown*>(unknown_));
-    filter->pin.QueryInterface(IID_IAsyncReader, reinterpret_cast<void**>(&reader));
-  }
-  ~Filter() {
-    if (reader) reader->Release();
-    unknown_->Release();
-  }
-  HRESULT load(const std::string& path) { return filter->Load(wide(path).c_str(), nullptr); }
-  HRESULT configure() {
-    AM_MEDIA_TYPE type{};
-    type.majortype = kMediaTypeStream;
-    type.subtype = kMediaSubtypeMpeg2Program;
-    return filter->pin.CheckMediaType(&type);
-  }
-  OutputPin& pin() { return filter->pin; }
-  LONGLONG length() {
-    LONGLONG total = -1, available = -1;
-    EXPECT_EQ(reader->Length(&total, &available), S_OK);
-    EXPECT_EQ(available, total);
-    return total;
-  }
-  // SyncRead through IAsyncReader; `result` receives its answer.
-  std::string read(LONGLONG position, LONG length, HRESULT* result) {
-    std::string out(static_cast<std::size_t>(length), '\0');
-    *result = reader->SyncRead(position, length, reinterpret_cast<BYTE*>(&out[0]));
-    return out;
-  }
-  SourceFilter* filter = nullptr;
-  IAsyncReader* reader = nullptr;
+// Length through IAsyncReader, before any read: all of it is available.
+LONGLONG lengthOf(Filter& f) {
+  LONGLONG total = -1, available = -1;
+  EXPECT_EQ(f.reader->Length(&total, &available), S_OK);
+  EXPECT_EQ(available, total);
+  return total;
+}
 
- private:
-  IUnknown* unknown_ = nullptr;
-};
-
-// A sample asking for `length` bytes at byte `position`.
-class Sample : public TestSample {
- public:
-  Sample(LONGLONG position, LONGLONG length, long size)
-      : TestSample(position * kUnit, (position + length) * kUnit, size) {}
-};
+// SyncRead through IAsyncReader; `result` receives its answer.
+std::string syncRead(Filter& f, LONGLONG position, LONG length, HRESULT* result) {
+  std::string out(static_cast<std::size_t>(length), '\0');
+  *result = f.reader->SyncRead(position, length, reinterpret_cast<BYTE*>(&out[0]));
+  return out;
+}
 
 class StandardReads : public testing::Test {
  protected:
@@ -144,35 +115,35 @@ TEST_F(StandardReads, SyncReadServesAnyPositionInTheList) {
   Filter f;
   openList(f);
   const std::string all = joined();
-  const LONGLONG total = f.length();
+  const LONGLONG total = lengthOf(f);
   ASSERT_EQ(total, static_cast<LONGLONG>(all.size()));
   HRESULT hr = E_PENDING;
   // The end first, as a parser probing the duration, then back to the start
   // and across the first file end.
-  EXPECT_EQ(f.read(total - 100, 50, &hr), all.substr(all.size() - 100, 50));
+  EXPECT_EQ(syncRead(f, total - 100, 50, &hr), all.substr(all.size() - 100, 50));
   EXPECT_EQ(hr, S_OK);
-  EXPECT_EQ(f.read(0, 4096, &hr), all.substr(0, 4096));
+  EXPECT_EQ(syncRead(f, 0, 4096, &hr), all.substr(0, 4096));
   EXPECT_EQ(hr, S_OK);
-  EXPECT_EQ(f.read(116736 - 33, 77, &hr), all.substr(116736 - 33, 77));
+  EXPECT_EQ(syncRead(f, 116736 - 33, 77, &hr), all.substr(116736 - 33, 77));
   EXPECT_EQ(hr, S_OK);
   // The bound is measured from the requested position: the tail with
   // S_FALSE, as many times as asked.
   for (int i = 0; i < 2; ++i) {
-    std::string got = f.read(total - 10, 100, &hr);
+    std::string got = syncRead(f, total - 10, 100, &hr);
     EXPECT_EQ(hr, S_FALSE);
     EXPECT_EQ(got.substr(0, 10), all.substr(all.size() - 10));
   }
-  EXPECT_EQ(f.read(total - 1, 1, &hr), all.substr(all.size() - 1));
+  EXPECT_EQ(syncRead(f, total - 1, 1, &hr), all.substr(all.size() - 1));
   EXPECT_EQ(hr, S_OK);
   // Outside the stream only: E_FAIL.
-  f.read(total, 16, &hr);
+  syncRead(f, total, 16, &hr);
   EXPECT_EQ(hr, E_FAIL);
-  f.read(-1, 16, &hr);
+  syncRead(f, -1, 16, &hr);
   EXPECT_EQ(hr, E_FAIL);
-  f.read(total + 5000, 16, &hr);
+  syncRead(f, total + 5000, 16, &hr);
   EXPECT_EQ(hr, E_FAIL);
   // And the stream still reads afterwards.
-  EXPECT_EQ(f.read(1000, 32, &hr), all.substr(1000, 32));
+  EXPECT_EQ(syncRead(f, 1000, 32, &hr), all.substr(1000, 32));
   EXPECT_EQ(hr, S_OK);
 }
 
@@ -180,19 +151,19 @@ TEST_F(StandardReads, SyncReadAlignedHasNoStickyEnd) {
   Filter f;
   openList(f);
   const std::string all = joined();
-  const LONGLONG total = f.length();
-  Sample tail(total - 4096, 6144, 6144);
+  const LONGLONG total = lengthOf(f);
+  RangeSample tail(total - 4096, 6144, 6144);
   EXPECT_EQ(f.reader->SyncReadAligned(&tail), S_FALSE);
   EXPECT_EQ(tail.actual, 4096);
   EXPECT_EQ(tail.bytes(), all.substr(all.size() - 4096));
   EXPECT_FALSE(f.pin().endOfStream);
-  Sample start(0, 2048, 2048);
+  RangeSample start(0, 2048, 2048);
   EXPECT_EQ(f.reader->SyncReadAligned(&start), S_OK);
   EXPECT_EQ(start.bytes(), all.substr(0, 2048));
-  Sample again(total - 4096, 4096, 4096);
+  RangeSample again(total - 4096, 4096, 4096);
   EXPECT_EQ(f.reader->SyncReadAligned(&again), S_OK);
   EXPECT_EQ(again.bytes(), all.substr(all.size() - 4096));
-  Sample past(total, 2048, 2048);
+  RangeSample past(total, 2048, 2048);
   EXPECT_EQ(f.reader->SyncReadAligned(&past), S_FALSE);
   EXPECT_EQ(past.actual, 0);
 }
@@ -201,12 +172,12 @@ TEST_F(StandardReads, RequestAndWaitForNextReturnSamplesInOrderWithTheirCookies)
   Filter f;
   openList(f);
   const std::string all = joined();
-  const LONGLONG total = f.length();
-  Sample a(8192, 4096, 4096), b(0, 4096, 4096), c(total - 1024, 4096, 4096);
+  const LONGLONG total = lengthOf(f);
+  RangeSample a(8192, 4096, 4096), b(0, 4096, 4096), c(total - 1024, 4096, 4096);
   EXPECT_EQ(f.reader->Request(&a, 11), S_OK);
   EXPECT_EQ(f.reader->Request(&b, 22), S_OK);
   EXPECT_EQ(f.reader->Request(&c, 33), S_OK);
-  Sample* expected[] = {&a, &b, &c};
+  RangeSample* expected[] = {&a, &b, &c};
   const DWORD_PTR cookies[] = {11, 22, 33};
   for (int i = 0; i < 3; ++i) {
     IMediaSample* got = nullptr;
@@ -239,7 +210,7 @@ TEST_F(StandardReads, FlushFromAnotherThreadEndsAPendingWaitUntilEndFlush) {
   EXPECT_EQ(waiter.result, VFW_E_WRONG_STATE);
   EXPECT_EQ(waiter.sample, nullptr);
   // Later calls too, until EndFlush.
-  Sample s(0, 1024, 1024);
+  RangeSample s(0, 1024, 1024);
   EXPECT_EQ(f.reader->Request(&s, 5), VFW_E_WRONG_STATE);
   IMediaSample* got = nullptr;
   DWORD_PTR cookie = 0;
@@ -256,7 +227,7 @@ TEST_F(StandardReads, FlushFromAnotherThreadEndsAPendingWaitUntilEndFlush) {
 TEST_F(StandardReads, FlushHandsBackRequestsStillQueued) {
   Filter f;
   openList(f);
-  Sample s(0, 512, 512);
+  RangeSample s(0, 512, 512);
   EXPECT_EQ(f.reader->Request(&s, 9), S_OK);
   EXPECT_EQ(f.reader->BeginFlush(), S_OK);
   IMediaSample* got = nullptr;
@@ -275,7 +246,7 @@ TEST_F(StandardReads, DvdModeReadsByPosition) {
   openDisc(f, 2);
   const std::string raw = disc();
   const LONGLONG first = LONGLONG(f.pin().titleReader->startBlock) * kSector;
-  const LONGLONG total = f.length();
+  const LONGLONG total = lengthOf(f);
   ASSERT_EQ(total,
             LONGLONG(f.pin().titleReader->endBlock - f.pin().titleReader->startBlock) * kSector);
   ASSERT_GT(total, 3 * kSector);
@@ -286,18 +257,18 @@ TEST_F(StandardReads, DvdModeReadsByPosition) {
   // Unaligned, across sector ends, the end before the start.
   const LONGLONG positions[] = {total - 3000, 0, 2047, 5000, total / 2 + 13, 1};
   for (LONGLONG p : positions) {
-    EXPECT_TRUE(f.read(p, 2500, &hr) == expect(p, 2500)) << p;
+    EXPECT_TRUE(syncRead(f, p, 2500, &hr) == expect(p, 2500)) << p;
     EXPECT_EQ(hr, S_OK) << p;
   }
-  std::string tail = f.read(total - 100, 300, &hr);
+  std::string tail = syncRead(f, total - 100, 300, &hr);
   EXPECT_EQ(hr, S_FALSE);
   EXPECT_TRUE(tail.substr(0, 100) == expect(total - 100, 100));
-  f.read(total, 1, &hr);
+  syncRead(f, total, 1, &hr);
   EXPECT_EQ(hr, E_FAIL);
   // The whole range in odd pieces equals the sectors of the range.
   std::string whole;
   for (LONGLONG p = 0; p < total; p += 70001) {
-    std::string piece = f.read(p, 70001, &hr);
+    std::string piece = syncRead(f, p, 70001, &hr);
     LONGLONG n = std::min<LONGLONG>(70001, total - p);
     EXPECT_EQ(hr, n == 70001 ? S_OK : S_FALSE);
     whole += piece.substr(0, static_cast<std::size_t>(n));
@@ -312,14 +283,14 @@ TEST_F(StandardReads, DvdModeReplacesDroppedPacksWithPaddingInPlace) {
   ASSERT_EQ(f.pin().titleReader->audioSelect, 1);
   const std::string raw = disc();
   const LONGLONG first = LONGLONG(f.pin().titleReader->startBlock) * kSector;
-  const LONGLONG total = f.length();
+  const LONGLONG total = lengthOf(f);
   ASSERT_EQ(total,
             LONGLONG(f.pin().titleReader->endBlock - f.pin().titleReader->startBlock) * kSector);
   HRESULT hr = E_PENDING;
   std::string whole;
   for (LONGLONG p = 0; p < total; p += 65536) {
     LONGLONG n = std::min<LONGLONG>(65536, total - p);
-    std::string piece = f.read(p, static_cast<LONG>(n), &hr);
+    std::string piece = syncRead(f, p, static_cast<LONG>(n), &hr);
     EXPECT_EQ(hr, S_OK);
     whole += piece;
   }
@@ -348,7 +319,7 @@ TEST_F(StandardReads, DvdModeReplacesDroppedPacksWithPaddingInPlace) {
   for (LONGLONG s = 0; s < total / kSector; ++s) {
     std::string in = raw.substr(static_cast<std::size_t>(first + s * kSector), kSector);
     if (!droppedForAc3(in, 1)) continue;
-    std::string one = f.read(s * kSector + 100, 10, &hr);
+    std::string one = syncRead(f, s * kSector + 100, 10, &hr);
     EXPECT_EQ(hr, S_OK);
     EXPECT_TRUE(one == whole.substr(static_cast<std::size_t>(s * kSector + 100), 10));
     break;
@@ -361,7 +332,7 @@ TEST_F(StandardReads, SettingZeroKeepsTheForwardReadRules) {
   ASSERT_EQ(f.load(list()), S_OK);
   ASSERT_EQ(f.configure(), S_OK);
   EXPECT_FALSE(f.pin().standardReads);
-  Sample s(0, 512, 512);
+  RangeSample s(0, 512, 512);
   EXPECT_EQ(f.reader->Request(&s, 1), E_NOTIMPL);
   IMediaSample* got = nullptr;
   DWORD_PTR cookie = 0;
@@ -396,14 +367,14 @@ TEST_F(StandardReads, PositionsBeyondTwoGiBInOneFileRead) {
   Filter f;
   ASSERT_EQ(f.load(name), S_OK);
   ASSERT_EQ(f.configure(), S_OK);
-  ASSERT_EQ(f.length(), 5 * kGiB);
+  ASSERT_EQ(lengthOf(f), 5 * kGiB);
   for (LONGLONG mark : marks) {
     const std::string text = "mark@" + std::to_string(mark);
     HRESULT hr = E_PENDING;
-    EXPECT_EQ(f.read(mark, static_cast<LONG>(text.size()), &hr), text) << "at " << mark;
+    EXPECT_EQ(syncRead(f, mark, static_cast<LONG>(text.size()), &hr), text) << "at " << mark;
     EXPECT_EQ(hr, S_OK);
     // And one byte before it, from the sparse part.
-    EXPECT_EQ(f.read(mark - 1, 1, &hr), std::string(1, '\0')) << "before " << mark;
+    EXPECT_EQ(syncRead(f, mark - 1, 1, &hr), std::string(1, '\0')) << "before " << mark;
     EXPECT_EQ(hr, S_OK);
   }
   DeleteFileA(name.c_str());

@@ -63,4 +63,11 @@ class TestSample : public IMediaSample {
   long actual = -1;
 };
 
+// A sample asking for `length` bytes at byte `position`.
+class RangeSample : public TestSample {
+ public:
+  RangeSample(LONGLONG position, LONGLONG length, long size)
+      : TestSample(position * kUnit, (position + length) * kUnit, size) {}
+};
+
 }  // namespace com_tests
