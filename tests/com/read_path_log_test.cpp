@@ -76,14 +76,6 @@ class ReadPathLog : public testing::Test {
     action();
     return logged();
   }
-  // The program chain of the first title set, read without demultiplexer.
-  void selectFirstChain(Filter& f) {
-    storeSetting("DvdReadMode", 2);
-    storeSetting("DvdTitle", 1);
-    storeSetting("DvdPgc", 0);
-    ASSERT_EQ(f.load(samplePath("dvd/VIDEO_TS/VTS_01_1.VOB")), S_OK);
-    ASSERT_EQ(f.configure(), S_OK);
-  }
   static constexpr LONGLONG kChain = 190 * 2048;  // the first chain's range
   std::string list() {
     return temp.write("sample.lst", samplePath("list/clip1.mpg") + "\r\n" +
@@ -115,7 +107,7 @@ TEST_F(ReadPathLog, FilterWritesItsBannerWhenMade) {
 
 TEST_F(ReadPathLog, EndOfTheRangeLogsBothEndLinesAndTheMissingDemultiplexer) {
   Filter f;
-  selectFirstChain(f);
+  selectFirstProgramChain(f);
   logTo(0);
   RangeSample tail(kChain - 2048, 4096, 4096);
   EXPECT_EQ(f.pin().SyncReadAligned(&tail), S_OK);
@@ -126,7 +118,7 @@ TEST_F(ReadPathLog, EndOfTheRangeLogsBothEndLinesAndTheMissingDemultiplexer) {
   EXPECT_FALSE(has(log, "bytesRead=0 ! EOF?")) << log;
 
   Filter g;
-  selectFirstChain(g);
+  selectFirstProgramChain(g);
   logTo(0);
   RangeSample past(kChain, 2048, 2048);
   EXPECT_EQ(g.pin().SyncReadAligned(&past), S_OK);
@@ -137,7 +129,7 @@ TEST_F(ReadPathLog, EndOfTheRangeLogsBothEndLinesAndTheMissingDemultiplexer) {
 
 TEST_F(ReadPathLog, ShortSeekAndEmptySampleAreLoggedAsErrors) {
   Filter f;
-  selectFirstChain(f);
+  selectFirstProgramChain(f);
   logTo(0);
   RangeSample none(0, 100, 0);
   EXPECT_EQ(f.pin().SyncReadAligned(&none), E_FAIL);
@@ -201,7 +193,7 @@ TEST_F(ReadPathLog, LengthAndQueueCallsAreTracedAtLevelOne) {
 
 TEST_F(ReadPathLog, LengthInDvdModeIsTracedWithTheRange) {
   Filter f;
-  selectFirstChain(f);
+  selectFirstProgramChain(f);
   const std::string log = tracedAt(1, [&] {
     LONGLONG all = 0;
     f.pin().Length(&all, nullptr);

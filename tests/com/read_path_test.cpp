@@ -55,17 +55,6 @@ class ReadPath : public testing::Test {
   TempFolder temp;
 };
 
-// The program chain that the settings select on the sample disc, and the
-// first title VOB it starts in.
-void selectFirstProgramChain(Filter& f) {
-  storeSetting("DvdReadMode", 2);
-  storeSetting("DvdTitle", 1);
-  storeSetting("DvdPgc", 0);
-  ASSERT_EQ(f.load(samplePath("dvd/VIDEO_TS/VTS_01_1.VOB")), S_OK);
-  ASSERT_EQ(f.configure(), S_OK);
-  ASSERT_NE(f.pin().titleReader, nullptr);
-}
-
 }  // namespace
 
 TEST_F(ReadPath, OutputPinEndOfStreamFlagIsSticky) {

@@ -6,6 +6,8 @@
 #include <windows.h>
 #include <dshow.h>
 
+#include <gtest/gtest.h>
+
 #include <string>
 
 #include "com/com_support.h"
@@ -45,5 +47,17 @@ class InProcessFilter {
  private:
   IUnknown* unknown_ = nullptr;
 };
+
+// The sample disc's first program chain, chosen through the settings and
+// read without demultiplexer, with the first title VOB loaded as the file
+// whose folder holds the disc.
+inline void selectFirstProgramChain(InProcessFilter& f) {
+  storeSetting("DvdReadMode", 2);
+  storeSetting("DvdTitle", 1);
+  storeSetting("DvdPgc", 0);
+  ASSERT_EQ(f.load(samplePath("dvd/VIDEO_TS/VTS_01_1.VOB")), S_OK);
+  ASSERT_EQ(f.configure(), S_OK);
+  ASSERT_NE(f.pin().titleReader, nullptr);
+}
 
 }  // namespace com_tests
