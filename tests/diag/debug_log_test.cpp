@@ -222,6 +222,31 @@ TEST_F(DebugLogTest, LogFileInAMissingFolderGivesTheCouldNotOpenNoteAndNoFile) {
   EXPECT_FALSE(log.loggingOn());
 }
 
+// "Could not open Logfile" leaves logging off, so no destination is in
+// force: a path in a missing folder, and a path that names a folder.
+TEST_F(DebugLogTest, LogFileThatCannotBeOpenedLeavesNoDestination) {
+  const std::string unopenable[] = {sandbox.scratch().path("no-such-folder/log.txt"),
+                                    sandbox.scratch().root()};
+  for (const std::string& name : unopenable) {
+    SCOPED_TRACE(name);
+    setLogToFile(name);
+    DebuggerCapture debugger;
+    diag::DebugLog log;
+    std::string console;
+    {
+      StdoutCapture out;
+      log.initialise(nullptr);
+      log.log(diag::LOG_ERROR, 0, "lost");
+      console = out.text();
+    }
+    EXPECT_EQ(log.destination(), diag::Destination::None);
+    EXPECT_FALSE(log.loggingOn());
+    // The note alone: the line went nowhere.
+    EXPECT_EQ(debugger.text(), module + " - Could not open Logfile\r\n\r\n");
+    EXPECT_EQ(console, "");
+  }
+}
+
 TEST_F(DebugLogTest, LogFileStartsWithTheHeaderLine) {
   std::string name = sandbox.scratch().path("log.txt");
   setLogToFile(name);
