@@ -177,12 +177,14 @@ void DebugLog::chooseDestination() {
     on_ = true;
     return;
   }
-  destination_ = Destination::File;
   file_ = platform::openLogFile(logToFile_.c_str());
   if (file_ == platform::kNoLogFile) {
+    // Logging stays off, so no destination is in force: the note is all
+    // that is written.
     platform::debuggerOutput((moduleName_ + " - Could not open Logfile\r\n\r\n").c_str());
-    return;  // nothing else is written
+    return;
   }
+  destination_ = Destination::File;
   platform::LocalTime now = platform::localTime();
   std::string date = print("%02d/%02d/%02d", now.month, now.day, now.year % 100);
   std::string time = print("%02d:%02d:%02d", now.hour, now.minute, now.second);

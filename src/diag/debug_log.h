@@ -105,6 +105,8 @@ class DebugLog {
   void kernelAssertion(const char* condition, int line, const char* file);
 
   const std::string& moduleName() const { return moduleName_; }
+  // Where lines go while logging is on; None while it is off (no
+  // "LogToFile", or a log file that could not be opened).
   Destination destination() const { return destination_; }
   bool loggingOn() const { return on_; }
   const std::string& logToFile() const { return logToFile_; }

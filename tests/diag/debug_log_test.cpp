@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <thread>
 
@@ -210,6 +211,62 @@ TEST_F(DebugLogTest, ConsoleSendsLinesToTheStandardOutput) {
   }
 }
 
+#ifdef _WIN32
+namespace {
+// The probe's report: one "name=value" per line.
+std::map<std::string, std::string> readProbeReport(const std::string& name) {
+  std::map<std::string, std::string> facts;
+  std::ifstream in(name);
+  for (std::string line; std::getline(in, line);) {
+    std::size_t equals = line.find('=');
+    if (equals != std::string::npos) facts[line.substr(0, equals)] = line.substr(equals + 1);
+  }
+  return facts;
+}
+}  // namespace
+
+// A process without a console gets one from the log: its title, the size of
+// its screen buffer and the line on its first row, as the probe reads them
+// back through the console API. Wine's console windows need a display, so
+// this runs on a virtual one (tests/ui/run-on-xvfb).
+TEST(DebugLogConsole, WindowIsTitledEnlargedAndShowsTheLine) {
+  testing_support::ScratchDir scratch;
+  std::string report = scratch.path("console.txt");
+  testing_support::ProbeRun run;
+  ASSERT_TRUE(testing_support::runProbe(testing_support::logProbePath(),
+                                        {report, "Console", "on a console of its own"}, &run));
+  EXPECT_EQ(run.exitCode, 0u);
+  std::map<std::string, std::string> facts = readProbeReport(report);
+  EXPECT_EQ(facts["title"], "Ormelund Debug Output");
+  EXPECT_EQ(facts["buffer"], "160 5000");
+  LogLine parts;
+  ASSERT_TRUE(parseLogLine(facts["row0"], "fennoria_log_probe.exe", &parts)) << facts["row0"];
+  EXPECT_EQ(parts.threadId, hex(run.threadId));
+  EXPECT_EQ(parts.message, "on a console of its own");
+}
+
+// Without winmm.dll there is no clock: nothing stands between the thread id
+// and the colon. A copy of the probe under a name of its own goes without
+// it, so that no other program does.
+TEST(DebugLog, LineWithoutTimingCarriesOnlyTheThreadId) {
+  testing_support::ScratchDir scratch;
+  const std::string probe = "fennoria_untimed_probe.exe";
+  const std::string program = scratch.path(probe);
+  ASSERT_TRUE(CopyFileA(testing_support::logProbePath().c_str(), program.c_str(), FALSE));
+  testing_support::WinmmDisabled noWinmm(probe);
+  ASSERT_TRUE(noWinmm.set());
+  std::string logFile = scratch.path("untimed.log");
+  testing_support::ProbeRun run;
+  ASSERT_TRUE(testing_support::runProbe(
+      program, {scratch.path("report.txt"), logFile, "no clock here"}, &run));
+  EXPECT_EQ(run.exitCode, 0u);
+  std::string text = readWholeFile(logFile);
+  std::string rest;
+  ASSERT_TRUE(testing_support::startsWithHeader(text, probe, &rest)) << text;
+  EXPECT_EQ(rest, probe + "(tid " + hex(run.threadId) + ") :no clock here\r\n");
+}
+#endif
+
 TEST_F(DebugLogTest, LogFileInAMissingFolderGivesTheCouldNotOpenNoteAndNoFile) {
   std::string name = sandbox.scratch().path("no-such-folder/log.txt");
   setLogToFile(name);
@@ -220,6 +277,33 @@ TEST_F(DebugLogTest, LogFileInAMissingFolderGivesTheCouldNotOpenNoteAndNoFile) {
   EXPECT_EQ(debugger.text(), module + " - Could not open Logfile\r\n\r\n");
   EXPECT_FALSE(fileExists(name));
   EXPECT_FALSE(log.loggingOn());
+}
+
+// "Could not open Logfile" leaves logging off, so no destination is in
+// force: a path in a missing folder, and a path that names a folder.
+TEST_F(DebugLogTest, LogFileThatCannotBeOpenedLeavesNoDestination) {
+  const std::string unopenable[] = {sandbox.scratch().path("no-such-folder/log.txt"),
+                                    sandbox.scratch().root()};
+  for (const std::string& name : unopenable) {
+    SCOPED_TRACE(name);
+    setLogToFile(name);
+    DebuggerCapture debugger;
+    diag::DebugLog log;
+    std::string console;
+    {
+      StdoutCapture out;
+      log.initialise(nullptr);
+      log.log(diag::LOG_ERROR, 0, "lost");
+      console = out.text();
+    }
+    // Read before any failure report can add to it.
+    const std::string noted = debugger.text();
+    EXPECT_EQ(log.destination(), diag::Destination::None);
+    EXPECT_FALSE(log.loggingOn());
+    // The note alone: the line went nowhere.
+    EXPECT_EQ(noted, module + " - Could not open Logfile\r\n\r\n");
+    EXPECT_EQ(console, "");
+  }
 }
 
 TEST_F(DebugLogTest, LogFileStartsWithTheHeaderLine) {

@@ -65,6 +65,44 @@ std::string moduleKeyOf(const std::string& module) {
   return "SOFTWARE\\DebugOrmelund\\" + module;
 }
 
+#ifdef _WIN32
+std::string logProbePath() { return FENNORIA_LOG_PROBE; }
+
+bool runProbe(const std::string& program, const std::vector<std::string>& arguments,
+              ProbeRun* run) {
+  std::string command = "\"" + program + "\"";
+  for (const std::string& argument : arguments) command += " \"" + argument + "\"";
+  STARTUPINFOA startup{};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION process{};
+  if (!CreateProcessA(nullptr, &command[0], nullptr, nullptr, FALSE, DETACHED_PROCESS, nullptr,
+                      nullptr, &startup, &process))
+    return false;
+  bool ended = WaitForSingleObject(process.hProcess, 60000) == WAIT_OBJECT_0;
+  if (!ended) TerminateProcess(process.hProcess, 1);
+  GetExitCodeProcess(process.hProcess, &run->exitCode);
+  run->threadId = process.dwThreadId;
+  CloseHandle(process.hThread);
+  CloseHandle(process.hProcess);
+  return ended;
+}
+
+// Wine reads a program's own DLL overrides from this key as the program
+// starts; an empty load order disables the DLL.
+WinmmDisabled::WinmmDisabled(const std::string& program)
+    : key_("Software\\Wine\\AppDefaults\\" + program) {
+  HKEY key = nullptr;
+  if (RegCreateKeyExA(HKEY_CURRENT_USER, (key_ + "\\DllOverrides").c_str(), 0, nullptr, 0,
+                      KEY_ALL_ACCESS, nullptr, &key, nullptr) != ERROR_SUCCESS)
+    return;
+  set_ = RegSetValueExA(key, "winmm", 0, REG_SZ, reinterpret_cast<const BYTE*>(""), 1) ==
+         ERROR_SUCCESS;
+  RegCloseKey(key);
+}
+
+WinmmDisabled::~WinmmDisabled() { RegDeleteTreeA(HKEY_CURRENT_USER, key_.c_str()); }
+#endif
+
 namespace {
 bool isHexDigit(char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'); }
 bool isDigit(char c) { return c >= '0' && c <= '9'; }

@@ -9,6 +9,10 @@
 
 #include <gtest/gtest.h>
 
+#ifdef _WIN32
+#include <windows.h>
+#endif
+
 #include "diag/debug_log.h"
 #include "platform/debugger.h"
 #include "support/output_capture.h"
@@ -68,6 +72,36 @@ bool isLogLine(const std::string& line, const std::string& module, const std::st
 // True when `text` starts with the log file's header of `module` (date
 // MM/DD/YY, time HH:MM:SS); `rest` receives what follows it.
 bool startsWithHeader(const std::string& text, const std::string& module, std::string* rest);
+#ifdef _WIN32
+// The log probe (tests/diag/log_probe.cpp), a program of its own.
+std::string logProbePath();
+
+struct ProbeRun {
+  DWORD exitCode = 0;
+  DWORD threadId = 0;  // of its main thread, the one that logs
+};
+// Runs `program` with `arguments` (each quoted), detached from this
+// program's console, and waits at most a minute for it. False when it could
+// not be run to its end.
+bool runProbe(const std::string& program, const std::vector<std::string>& arguments,
+              ProbeRun* run);
+
+// While it lives, Wine loads no winmm.dll into programs of the file name
+// `program` (a DLL override of that program in the registry).
+class WinmmDisabled {
+ public:
+  explicit WinmmDisabled(const std::string& program);
+  ~WinmmDisabled();
+  WinmmDisabled(const WinmmDisabled&) = delete;
+  WinmmDisabled& operator=(const WinmmDisabled&) = delete;
+  bool set() const { return set_; }
+
+ private:
+  std::string key_;
+  bool set_ = false;
+};
+#endif
+
 constexpr const char* kGlobalKeyPath = "SOFTWARE\\DebugOrmelund\\GLOBAL";
 
 class DebugLogTest : public ::testing::Test {
