@@ -3,12 +3,21 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
 #include "input/inputer_fixture.h"
+#include "support/stand_in.h"
+
+#ifndef _WIN32
+#include <unistd.h>
+#endif
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing_support::InputerTest;
 using testing_support::Message;
+using testing_support::StandIn;
 
 namespace {
 
@@ -376,3 +385,27 @@ TEST_F(MultipleFileInputerTest, EntryAddedByAReloadHasNoHandleToSeekInto) {
               ElementsAre(Message{"fileIndex out of bounds", "MultipleFileInputer::seekFileAndPosition"}));
   EXPECT_EQ(inputer.fileIndex, 0);
 }
+
+#ifndef _WIN32
+namespace {
+std::vector<std::size_t> readsAskedFor;
+std::ptrdiff_t noteRead(int descriptor, void* bytes, std::size_t count) {
+  readsAskedFor.push_back(count);
+  return ::read(descriptor, bytes, count);
+}
+}  // namespace
+
+TEST_F(MultipleFileInputerTest, ReadBlockAsksTheSystemForAtMostOneChunkAtATime) {
+  // One call across three files: the long first file is read in chunks, and
+  // every file end cuts the piece that reaches it.
+  openOn({40000, 10, 16384});
+  readsAskedFor.clear();
+  std::string got;
+  {
+    StandIn<platform::posix::ReadCall> standIn(platform::posix::readCall, &noteRead);
+    got = read(inputer, 56394);
+  }
+  EXPECT_EQ(got, expected);
+  EXPECT_THAT(readsAskedFor, ElementsAre(16384u, 16384u, 7232u, 10u, 16384u));
+}
+#endif
