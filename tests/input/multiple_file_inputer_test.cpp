@@ -33,6 +33,13 @@ class MultipleFileInputerTest : public InputerTest {
 
 Message seekMessage(const char* text) { return {text, "MultipleFileInputer::seek"}; }
 
+// An allocator that has no memory left, and the size it was asked for.
+std::size_t bytesAskedFor = 0;
+void* noMemory(std::size_t bytes) {
+  bytesAskedFor = bytes;
+  return nullptr;
+}
+
 }  // namespace
 
 TEST(MultipleFileInputer, NewInputerIsClosed) {
@@ -384,6 +391,28 @@ TEST_F(MultipleFileInputerTest, EntryAddedByAReloadHasNoHandleToSeekInto) {
   EXPECT_THAT(recorder.messages(),
               ElementsAre(Message{"fileIndex out of bounds", "MultipleFileInputer::seekFileAndPosition"}));
   EXPECT_EQ(inputer.fileIndex, 0);
+}
+
+TEST_F(MultipleFileInputerTest, NoMemoryForTheHandlesFailsTheOpenWithAMessage) {
+  makeList({10, 20});
+  bytesAskedFor = 0;
+  {
+    StandIn<JoinedFileInputer::HandleAllocator> standIn(JoinedFileInputer::allocateHandles,
+                                                        &noMemory);
+    EXPECT_EQ(inputer.open(&list), E_FAIL);
+  }
+  EXPECT_EQ(bytesAskedFor, 2 * sizeof(platform::FileHandle));
+  EXPECT_THAT(recorder.messages(),
+              ElementsAre(Message{"Could not get memory for list of file handles.",
+                                  "MultipleFileInputer::open"}));
+  EXPECT_FALSE(inputer.isOpen);
+  EXPECT_EQ(inputer.list, nullptr);
+  EXPECT_EQ(inputer.totalLength, 0);
+  EXPECT_EQ(inputer.handles, nullptr);
+  EXPECT_FALSE(testing_support::isHeldOpen(names[0]));
+  recorder.clear();
+  EXPECT_EQ(inputer.open(&list), S_OK);
+  EXPECT_THAT(recorder.messages(), IsEmpty());
 }
 
 #ifndef _WIN32
