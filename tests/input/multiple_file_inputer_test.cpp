@@ -393,6 +393,22 @@ TEST_F(MultipleFileInputerTest, EntryAddedByAReloadHasNoHandleToSeekInto) {
   EXPECT_EQ(inputer.fileIndex, 0);
 }
 
+TEST_F(MultipleFileInputerTest, MiddleFileThatShrankEndsTheReadBeforeTheNextFile) {
+  makeList({10, 20, 30});
+  // The list recorded 20 bytes for the middle file; it now holds 5. The
+  // read ends there: stepping on into the third file would hand out its
+  // bytes at the joined positions of the missing ones.
+  dir.writePattern("f1.bin", 5, 1);
+  ASSERT_EQ(inputer.open(&list), S_OK);
+  EXPECT_EQ(read(inputer, 60), expected.substr(0, 15));
+  EXPECT_EQ(inputer.position, 15);
+  EXPECT_EQ(inputer.fileIndex, 1);
+  EXPECT_THAT(recorder.messages(), IsEmpty());
+  // The third file is still there at its recorded place.
+  EXPECT_EQ(inputer.seek(30), 0);
+  EXPECT_EQ(read(inputer, 30), expected.substr(30));
+}
+
 TEST_F(MultipleFileInputerTest, NoMemoryForTheHandlesFailsTheOpenWithAMessage) {
   makeList({10, 20});
   bytesAskedFor = 0;
@@ -413,6 +429,19 @@ TEST_F(MultipleFileInputerTest, NoMemoryForTheHandlesFailsTheOpenWithAMessage) {
   recorder.clear();
   EXPECT_EQ(inputer.open(&list), S_OK);
   EXPECT_THAT(recorder.messages(), IsEmpty());
+}
+
+TEST_F(MultipleFileInputerTest, SmallMediaFileNamedAsTheListFailsTheOpenOnItsFirstBytes) {
+  // A subpicture unit of 290 bytes is read as a list. It begins with its
+  // size (0x0122) and the offset of its control sequence (0x0104), and its
+  // first NUL ends the text after those four bytes: one name, which no file
+  // bears.
+  list.load((std::string(FENNORIA_SAMPLES_DIR) + "/dvd/refs/vts.1.pgc.1.0x20.sub").c_str());
+  ASSERT_EQ(list.count, 1);
+  EXPECT_EQ(inputer.open(&list), E_FAIL);
+  EXPECT_THAT(recorder.messages(),
+              ElementsAre(Message{"Failed to open file \x01\x22\x01\x04", "MultipleFileReader"}));
+  EXPECT_FALSE(inputer.isOpen);
 }
 
 #ifndef _WIN32
