@@ -97,7 +97,7 @@ std::ostream& operator<<(std::ostream& out, const SubpictureAttributes& sub) {
 }
 
 std::ostream& operator<<(std::ostream& out, const AttributeSet& set) {
-  out << "Video:\n" << set.video;
+  out << "Video:\n" << set.video << "\n";
   count(out, "Number of Audiostreams : ", set.audio.size());
   for (std::size_t i = 0; i < set.audio.size() && out; ++i) {
     Line().text("Audio(").number(i).text(") :\n").writeTo(out);

@@ -5,6 +5,10 @@
 
 #include "platform/message_box.h"
 
+JoinedFileInputer::HandleAllocator JoinedFileInputer::allocateHandles = [](std::size_t bytes) {
+  return std::malloc(bytes);
+};
+
 JoinedFileInputer::~JoinedFileInputer() { close(); }
 
 void JoinedFileInputer::close() {
@@ -39,7 +43,7 @@ bool JoinedFileInputer::openFiles(FileList* fileList) {
   totalLength = fileList->totalLength;
 
   handles = static_cast<platform::FileHandle*>(
-      std::malloc(sizeof(platform::FileHandle) * static_cast<std::size_t>(fileList->count)));
+      allocateHandles(sizeof(platform::FileHandle) * static_cast<std::size_t>(fileList->count)));
   if (!handles) {
     report("Could not get memory for list of file handles.", texts_.openCaption);
     close();

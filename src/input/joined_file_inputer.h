@@ -6,6 +6,7 @@
 // names the class and the operation.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "input/file_list.h"
@@ -26,6 +27,12 @@ class JoinedFileInputer {
 
   // The largest single read issued to a file.
   static constexpr std::int64_t readChunk = 16384;
+
+  // Where the array of handles comes from: malloc. A list of at most 1024
+  // bytes names too few files to exhaust memory, so tests put a failing one
+  // in place to see what `open` does when the system has none left.
+  using HandleAllocator = void* (*)(std::size_t bytes);
+  static HandleAllocator allocateHandles;
 
   JoinedFileInputer(const JoinedFileInputer&) = delete;
   JoinedFileInputer& operator=(const JoinedFileInputer&) = delete;

@@ -86,10 +86,13 @@ bool closeFile(FileHandle file);
 #ifndef _WIN32
 // The system calls of the POSIX half that ordinary files never make fail.
 // Tests put their own in place to act out a device that takes no bytes or a
-// status query that fails; everything else leaves them alone.
+// status query that fails, or to see every read that is asked for;
+// everything else leaves them alone.
 namespace posix {
+using ReadCall = std::ptrdiff_t (*)(int descriptor, void* bytes, std::size_t count);
 using WriteCall = std::ptrdiff_t (*)(int descriptor, const void* bytes, std::size_t count);
 using StatusCall = int (*)(int descriptor, struct ::stat* status);
+extern ReadCall readCall;
 extern WriteCall writeCall;
 extern StatusCall statusCall;
 }  // namespace posix

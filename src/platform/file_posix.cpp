@@ -9,6 +9,9 @@
 namespace platform {
 
 namespace posix {
+ReadCall readCall = [](int descriptor, void* bytes, std::size_t count) -> std::ptrdiff_t {
+  return ::read(descriptor, bytes, count);
+};
 WriteCall writeCall = [](int descriptor, const void* bytes, std::size_t count) -> std::ptrdiff_t {
   return ::write(descriptor, bytes, count);
 };
@@ -68,7 +71,7 @@ FileHandle openExistingForRead(const char* name, AccessHint hint) {
 bool readFile(FileHandle file, void* buffer, std::uint32_t count, std::uint32_t* got) {
   *got = 0;
   for (;;) {
-    ssize_t n = ::read(toDescriptor(file), buffer, count);
+    std::ptrdiff_t n = posix::readCall(toDescriptor(file), buffer, count);
     if (n >= 0) {
       *got = static_cast<std::uint32_t>(n);
       return true;

@@ -4,6 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <memory>
+#include <new>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "dvdnav/ifo_builder.h"
 #include "dvdnav/log_sink.h"
@@ -133,6 +138,61 @@ TEST_F(DvdTitleReaderTest, LongIfoIsParsedFromItsFirstMillionBytes) {
   for (const auto& e : LogSink::entries()) EXPECT_NE(e.first, 0) << e.second;
 }
 
+TEST_F(DvdTitleReaderTest, LongVideoManagerIsReadUpToItsMillionthByte) {
+  // A Video Manager of 1,200,000 bytes whose title table lies in sector 488,
+  // the one that holds the millionth byte, and whose menu cell address table
+  // lies in sector 489, wholly beyond it.
+  std::string f = folder("VIDEO_TS");
+  Bytes vmg = videoManager(0);
+  const std::size_t titles = 488 * 2048;
+  vmg.u32(0xC4, 488);
+  vmg.u16(titles, 2);
+  vmg.u32(titles + 4, 8 + 2 * 12 - 1);
+  for (unsigned t = 0; t < 2; ++t) vmg.u8(titles + 8 + 12 * t + 6, t + 1);
+  const std::size_t cells = 489 * 2048;
+  vmg.u32(0xD8, 489);
+  vmg.u32(cells + 4, 8 + 12 - 1);
+  vmg.u16(cells + 8, 1);
+  vmg.grow(1200000);
+  put(f, "VIDEO_TS.IFO", vmg);
+  put(f, "VTS_01_0.IFO", titleSetWithChains(1));
+  put(f, "VTS_02_0.IFO", titleSetWithChains(2));
+  ASSERT_EQ(reader.openIfo(f), 0);
+  ASSERT_EQ(reader.videoManager->titles.size(), 2u);
+  EXPECT_EQ(reader.videoManager->titles[1].vtsnumber, 2);
+  ASSERT_EQ(reader.titleSets.size(), 2u);
+  EXPECT_EQ(reader.titleSets[1]->programchains.size(), 2u);
+  EXPECT_TRUE(reader.videoManager->menucelladdresses.empty());
+  EXPECT_FALSE(sink.has(0, "vmgi too large"));
+  EXPECT_TRUE(sink.has(0, "VMGM_C_ADT: table lies outside the file, skipped at byte 1001472 of "
+                          "1000000"));
+}
+
+TEST_F(DvdTitleReaderTest, WrongIdentifiersGiveEmptyRecordsAndTheLoadGoesOn) {
+  // A Video Manager that says it is a title set names no titles, so no title
+  // set is looked for; a title set that says it is a Video Manager still
+  // takes its place in the list, empty.
+  std::string f = folder("VIDEO_TS");
+  Bytes vmg = videoManager(2);
+  vmg.text(0, "DVDVIDEO-VTS");
+  put(f, "VIDEO_TS.IFO", vmg);
+  put(f, "VTS_01_0.IFO", titleSetWithChains(1));
+  ASSERT_EQ(reader.openIfo(f), 0);
+  EXPECT_TRUE(reader.videoManager->titles.empty());
+  EXPECT_TRUE(reader.titleSets.empty());
+
+  Bytes vts = titleSetWithChains(3);
+  vts.text(0, "DVDVIDEO-VMG");
+  put(f, "VIDEO_TS.IFO", videoManager(2));
+  put(f, "VTS_01_0.IFO", vts);
+  put(f, "VTS_02_0.IFO", titleSetWithChains(2));
+  EXPECT_EQ(reader.openIfo(f), 0);
+  ASSERT_EQ(reader.titleSets.size(), 2u);
+  EXPECT_TRUE(reader.titleSets[0]->programchains.empty());
+  EXPECT_EQ(reader.titleSets[1]->programchains.size(), 2u);
+  EXPECT_TRUE(sink.has(3, "VideoTitleSet 1"));
+}
+
 TEST_F(DvdTitleReaderTest, LowerCaseStaysChosenForLaterLoads) {
   std::string lower = folder("lower");
   put(lower, "video_ts.ifo", videoManager(1));
@@ -181,6 +241,38 @@ TEST_F(DvdTitleReaderTest, EmptyVideoManagerFileIsNotFound) {
 
 // Selection.
 
+namespace {
+
+// A title set of five chains that each cover sectors first to last.
+std::unique_ptr<dvdnav::TitleSetInfo> titleSetCovering(std::int32_t first, std::int32_t last) {
+  dvdnav::ProgramChain pgc;
+  pgc.cells.resize(1);
+  pgc.cells[0].startcfvobu = first;
+  pgc.cells[0].endclvobu = last;
+  auto set = std::make_unique<dvdnav::TitleSetInfo>();
+  for (int i = 0; i < 5; ++i) set->programchains.push_back(pgc);
+  return set;
+}
+
+// Places `canary` in the storage of `sets` just past its last entry, where
+// the vector itself never looks, for as long as this object lives.
+class SlotPastTheEnd {
+ public:
+  using TitleSets = std::vector<std::unique_ptr<dvdnav::TitleSetInfo>>;
+  SlotPastTheEnd(TitleSets& sets, std::unique_ptr<dvdnav::TitleSetInfo> canary) {
+    sets.reserve(sets.size() + 1);
+    slot_ = new (sets.data() + sets.size()) TitleSets::value_type(std::move(canary));
+  }
+  ~SlotPastTheEnd() { slot_->~unique_ptr(); }
+  SlotPastTheEnd(const SlotPastTheEnd&) = delete;
+  SlotPastTheEnd& operator=(const SlotPastTheEnd&) = delete;
+
+ private:
+  TitleSets::value_type* slot_;
+};
+
+}  // namespace
+
 class DvdTitleSelection : public DvdTitleReaderTest {
  protected:
   void SetUp() override {
@@ -204,7 +296,7 @@ TEST_F(DvdTitleSelection, ChainRangeRunsFromFirstToLastCell) {
   EXPECT_TRUE(sink.has(2, "startblock 1000, endblock 5999"));
 }
 
-TEST_F(DvdTitleSelection, ChainZeroIsTheFirstOfTheTable) {
+TEST_F(DvdTitleSelection, ChainOneIsTheSecondOfTheTable) {
   reader.selectTitleSet(1, 1);
   EXPECT_EQ(reader.selectProgramChain(1), 0);
   EXPECT_EQ(reader.startBlock, 40);
@@ -222,6 +314,20 @@ TEST_F(DvdTitleSelection, TitleVobsAreNineNamesInOrder) {
   EXPECT_EQ(reader.vobStream->entries[0].name, f + "/VTS_07_0.VOB");
 }
 
+TEST_F(DvdTitleSelection, LowerCaseNamesAlsoNameTheMenuVobs) {
+  reader.upperCaseNames = false;
+  reader.selectTitleSet(0, 1);
+  ASSERT_EQ(reader.vobStream->entries.size(), 1u);
+  EXPECT_EQ(reader.vobStream->entries[0].name, f + "/video_ts.vob");
+  reader.selectTitleSet(3, 0);
+  ASSERT_EQ(reader.vobStream->entries.size(), 1u);
+  EXPECT_EQ(reader.vobStream->entries[0].name, f + "/vts_03_0.vob");
+  reader.selectTitleSet(12, 1);
+  ASSERT_EQ(reader.vobStream->entries.size(), 9u);
+  EXPECT_EQ(reader.vobStream->entries[0].name, f + "/vts_12_1.vob");
+  EXPECT_EQ(reader.vobStream->entries[8].name, f + "/vts_12_9.vob");
+}
+
 TEST_F(DvdTitleSelection, TitleZeroIsTheMenuVobAndUnknown) {
   reader.selectTitleSet(0, 1);
   ASSERT_EQ(reader.vobStream->entries.size(), 1u);
@@ -231,11 +337,19 @@ TEST_F(DvdTitleSelection, TitleZeroIsTheMenuVobAndUnknown) {
 }
 
 TEST_F(DvdTitleSelection, TitleOnePastTheLoadedOnesFailsWithoutReadingPastThem) {
+  // A title set whose chains all cover sectors 7000-7999 waits in the
+  // array's own memory just behind the loaded one: a read one entry too far
+  // finds it and selects its range, with or without a sanitizer.
+  SlotPastTheEnd canary(reader.titleSets, titleSetCovering(7000, 7999));
   reader.selectTitleSet(2, 1);
   EXPECT_EQ(reader.selectProgramChain(4), 1);
-  EXPECT_TRUE(sink.has(1, "title 4 does not exist."));
   EXPECT_EQ(reader.selectCell(0), 1);
-  EXPECT_TRUE(sink.has(1, "title 2 does not exist."));
+  EXPECT_EQ(reader.selectProgramChainQuiet(4), 1);
+  EXPECT_THAT(LogSink::entries(),
+              ElementsAre(std::make_pair(1, std::string("title 4 does not exist.")),
+                          std::make_pair(1, std::string("title 2 does not exist."))));
+  EXPECT_EQ(reader.startBlock, 0);
+  EXPECT_EQ(reader.endBlock, 0);
 }
 
 TEST_F(DvdTitleSelection, Title150HasNoVobsAndNamesThePgcInItsMessage) {

@@ -75,13 +75,36 @@ TEST(IfoDump, AttributeSetListsEveryStream) {
   set.audio.resize(2);
   set.subpictures.resize(1);
   std::string text = dump(set);
-  EXPECT_EQ(text.rfind("Video:\nvideocompressionmode : 0\ntvsystem : 0\ndisplaymode : 0\n"
+  EXPECT_EQ(text.rfind("Video:\nvideocompressionmode : 0\ntvsystem : 0\ndisplaymode : 0\n\n"
                        "Number of Audiostreams : 2\nAudio(0) :\n",
                        0),
             0u);
   EXPECT_NE(text.find("\n\nAudio(1) :\n"), std::string::npos);
   EXPECT_NE(text.find("Number of Subpicturestreams : 1\nSubpic(0) :\nmode : 0\n"),
             std::string::npos);
+}
+
+// Every record printed inside another one is followed by an empty line,
+// the video attributes of a set and the first-play chain included.
+TEST(IfoDump, EmptyLineFollowsTheVideoAttributes) {
+  AttributeSet set;
+  set.video.displaymode = 3;
+  EXPECT_EQ(dump(set),
+            "Video:\nvideocompressionmode : 0\ntvsystem : 0\ndisplaymode : 3\n\n"
+            "Number of Audiostreams : 0\nNumber of Subpicturestreams : 0\n");
+}
+
+TEST(IfoDump, EmptyLineFollowsTheFirstPlayChain) {
+  VideoManagerInfo vmg;
+  vmg.firstplay.gouppgcn = 9;
+  std::string text = dump(vmg);
+  std::size_t heading = text.find("\nFirst PGCInfo :\n");
+  ASSERT_NE(heading, std::string::npos);
+  std::string chain = dump(vmg.firstplay);
+  EXPECT_EQ(text.substr(heading + 1),
+            "First PGCInfo :\n" + chain + "\nnumber of Titles : 0\n"
+            "number of Cell Address : 0\nnumber of Menu Address Pointers : 0\n"
+            "number of Attribute Sets : 0\n");
 }
 
 TEST(IfoDump, NavCommandIsOneLine) {

@@ -4,11 +4,13 @@
 #include <gtest/gtest.h>
 
 #include "input/inputer_fixture.h"
+#include "support/stand_in.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing_support::InputerTest;
 using testing_support::Message;
+using testing_support::StandIn;
 
 namespace {
 class DvdInputerTest : public InputerTest {
@@ -74,4 +76,18 @@ TEST_F(DvdInputerTest, OpenOfAnEmptyListStaysClosed) {
   inputer.open(&list);
   EXPECT_FALSE(inputer.isOpen);
   EXPECT_THAT(recorder.messages(), IsEmpty());
+}
+
+TEST_F(DvdInputerTest, NoMemoryForTheHandlesHasItsOwnCaption) {
+  makeList({10, 20});
+  {
+    StandIn<JoinedFileInputer::HandleAllocator> standIn(
+        JoinedFileInputer::allocateHandles, [](std::size_t) -> void* { return nullptr; });
+    inputer.open(&list);
+  }
+  EXPECT_FALSE(inputer.isOpen);
+  EXPECT_EQ(inputer.handles, nullptr);
+  EXPECT_THAT(recorder.messages(),
+              ElementsAre(Message{"Could not get memory for list of file handles.",
+                                  "DvdInputer::open"}));
 }

@@ -77,11 +77,13 @@ TEST_F(FileListTest, LastLineNeedsNoLineEnd) {
 }
 
 TEST_F(FileListTest, ListOfZeroToFourBytesIsEmpty) {
+  std::string good = dir.write("good.lst", a + "\n" + b + "\n");
   for (const std::string bytes : {"", "x", "ab", "a\nb", "abcd"}) {
-    FileList list;
-    list.load(a.c_str());  // something to replace
-    list.load(dir.write("short" + std::to_string(bytes.size()) + ".lst", bytes).c_str());
     SCOPED_TRACE(bytes.size());
+    FileList list;
+    list.load(good.c_str());  // something to replace
+    ASSERT_EQ(list.count, 2);
+    list.load(dir.write("short" + std::to_string(bytes.size()) + ".lst", bytes).c_str());
     expectEmpty(list);
   }
 }
@@ -155,7 +157,7 @@ TEST_F(FileListTest, SmallMediaFileIsCutIntoNamesAtLineEnds) {
   std::string name = dir.write("small.mpg", bytes);
   FileList list;
   list.load(name.c_str());
-  EXPECT_EQ(list.count, 3);
+  EXPECT_THAT(namesOf(list), ElementsAre("\x01\xBA\x44" "abc", "def", "ghi"));
   EXPECT_THAT(sizesOf(list), ElementsAre(0, 0, 0));
 }
 

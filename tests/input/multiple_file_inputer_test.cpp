@@ -3,12 +3,21 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
 #include "input/inputer_fixture.h"
+#include "support/stand_in.h"
+
+#ifndef _WIN32
+#include <unistd.h>
+#endif
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing_support::InputerTest;
 using testing_support::Message;
+using testing_support::StandIn;
 
 namespace {
 
@@ -23,6 +32,13 @@ class MultipleFileInputerTest : public InputerTest {
 };
 
 Message seekMessage(const char* text) { return {text, "MultipleFileInputer::seek"}; }
+
+// An allocator that has no memory left, and the size it was asked for.
+std::size_t bytesAskedFor = 0;
+void* noMemory(std::size_t bytes) {
+  bytesAskedFor = bytes;
+  return nullptr;
+}
 
 }  // namespace
 
@@ -376,3 +392,78 @@ TEST_F(MultipleFileInputerTest, EntryAddedByAReloadHasNoHandleToSeekInto) {
               ElementsAre(Message{"fileIndex out of bounds", "MultipleFileInputer::seekFileAndPosition"}));
   EXPECT_EQ(inputer.fileIndex, 0);
 }
+
+TEST_F(MultipleFileInputerTest, MiddleFileThatShrankEndsTheReadBeforeTheNextFile) {
+  makeList({10, 20, 30});
+  // The list recorded 20 bytes for the middle file; it now holds 5. The
+  // read ends there: stepping on into the third file would hand out its
+  // bytes at the joined positions of the missing ones.
+  dir.writePattern("f1.bin", 5, 1);
+  ASSERT_EQ(inputer.open(&list), S_OK);
+  EXPECT_EQ(read(inputer, 60), expected.substr(0, 15));
+  EXPECT_EQ(inputer.position, 15);
+  EXPECT_EQ(inputer.fileIndex, 1);
+  EXPECT_THAT(recorder.messages(), IsEmpty());
+  // The third file is still there at its recorded place.
+  EXPECT_EQ(inputer.seek(30), 0);
+  EXPECT_EQ(read(inputer, 30), expected.substr(30));
+}
+
+TEST_F(MultipleFileInputerTest, NoMemoryForTheHandlesFailsTheOpenWithAMessage) {
+  makeList({10, 20});
+  bytesAskedFor = 0;
+  {
+    StandIn<JoinedFileInputer::HandleAllocator> standIn(JoinedFileInputer::allocateHandles,
+                                                        &noMemory);
+    EXPECT_EQ(inputer.open(&list), E_FAIL);
+  }
+  EXPECT_EQ(bytesAskedFor, 2 * sizeof(platform::FileHandle));
+  EXPECT_THAT(recorder.messages(),
+              ElementsAre(Message{"Could not get memory for list of file handles.",
+                                  "MultipleFileInputer::open"}));
+  EXPECT_FALSE(inputer.isOpen);
+  EXPECT_EQ(inputer.list, nullptr);
+  EXPECT_EQ(inputer.totalLength, 0);
+  EXPECT_EQ(inputer.handles, nullptr);
+  EXPECT_FALSE(testing_support::isHeldOpen(names[0]));
+  recorder.clear();
+  EXPECT_EQ(inputer.open(&list), S_OK);
+  EXPECT_THAT(recorder.messages(), IsEmpty());
+}
+
+TEST_F(MultipleFileInputerTest, SmallMediaFileNamedAsTheListFailsTheOpenOnItsFirstBytes) {
+  // A subpicture unit of 290 bytes is read as a list. It begins with its
+  // size (0x0122) and the offset of its control sequence (0x0104), and its
+  // first NUL ends the text after those four bytes: one name, which no file
+  // bears.
+  list.load((std::string(FENNORIA_SAMPLES_DIR) + "/dvd/refs/vts.1.pgc.1.0x20.sub").c_str());
+  ASSERT_EQ(list.count, 1);
+  EXPECT_EQ(inputer.open(&list), E_FAIL);
+  EXPECT_THAT(recorder.messages(),
+              ElementsAre(Message{"Failed to open file \x01\x22\x01\x04", "MultipleFileReader"}));
+  EXPECT_FALSE(inputer.isOpen);
+}
+
+#ifndef _WIN32
+namespace {
+std::vector<std::size_t> readsAskedFor;
+std::ptrdiff_t noteRead(int descriptor, void* bytes, std::size_t count) {
+  readsAskedFor.push_back(count);
+  return ::read(descriptor, bytes, count);
+}
+}  // namespace
+
+TEST_F(MultipleFileInputerTest, ReadBlockAsksTheSystemForAtMostOneChunkAtATime) {
+  // One call across three files: the long first file is read in chunks, and
+  // every file end cuts the piece that reaches it.
+  openOn({40000, 10, 16384});
+  readsAskedFor.clear();
+  std::string got;
+  {
+    StandIn<platform::posix::ReadCall> standIn(platform::posix::readCall, &noteRead);
+    got = read(inputer, 56394);
+  }
+  EXPECT_EQ(got, expected);
+  EXPECT_THAT(readsAskedFor, ElementsAre(16384u, 16384u, 7232u, 10u, 16384u));
+}
+#endif

@@ -65,22 +65,11 @@ TEST(PlatformFile, SeekBeyondFourGiBReportsTheHighWord) {
 
 #include <cerrno>
 
+#include "support/stand_in.h"
+
+using testing_support::StandIn;
+
 namespace {
-
-// Puts a replacement system call in place for one test and the system's own
-// back afterwards, whatever the test's outcome.
-template <typename Call>
-class SystemCallStandIn {
- public:
-  SystemCallStandIn(Call& slot, Call standIn) : slot_(slot), saved_(slot) { slot_ = standIn; }
-  ~SystemCallStandIn() { slot_ = saved_; }
-  SystemCallStandIn(const SystemCallStandIn&) = delete;
-  SystemCallStandIn& operator=(const SystemCallStandIn&) = delete;
-
- private:
-  Call& slot_;
-  Call saved_;
-};
 
 int writeCalls = 0;
 
@@ -116,8 +105,7 @@ TEST(PlatformFile, WriteThatTakesNothingEndsWithTheCountWritten) {
   std::uint32_t written = 99;
   bool done;
   {
-    SystemCallStandIn<platform::posix::WriteCall> standIn(platform::posix::writeCall,
-                                                           &takesThreeThenNothing);
+    StandIn<platform::posix::WriteCall> standIn(platform::posix::writeCall, &takesThreeThenNothing);
     done = platform::writeFile(file, "abcdef", 6, &written);
   }
   EXPECT_TRUE(done);
@@ -130,8 +118,7 @@ TEST(PlatformFile, WriteThatTakesNothingEndsWithTheCountWritten) {
 TEST(PlatformFile, FailedStatusQueryRefusesTheFileWithItsOwnError) {
   ScratchDir dir;
   std::string name = dir.write("x.bin", "x");
-  SystemCallStandIn<platform::posix::StatusCall> standIn(platform::posix::statusCall,
-                                                         &statusThatFails);
+  StandIn<platform::posix::StatusCall> standIn(platform::posix::statusCall, &statusThatFails);
   EXPECT_EQ(platform::openExistingForRead(name.c_str(), platform::AccessHint::None),
             platform::kInvalidFile);
   EXPECT_EQ(platform::lastError(), static_cast<std::uint32_t>(EOVERFLOW));
