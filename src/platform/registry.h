@@ -3,7 +3,7 @@
 // On Windows these are thin wrappers of RegOpenKeyExA, RegCreateKeyExA,
 // RegQueryValueExA, RegSetValueExA and RegCloseKey. On Linux the two hives
 // are small text files of our own (see hive_file.h for the format and
-// config_paths.h for where they live): HKEY_CURRENT_USER is the user's hive,
+// config_files.h for where they live): HKEY_CURRENT_USER is the user's hive,
 // HKEY_LOCAL_MACHINE the machine's. Results are Win32 error codes in both
 // cases, so callers test against kRegOk and nothing else.
 #pragma once
