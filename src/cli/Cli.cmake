@@ -2,7 +2,9 @@
 # source file per subcommand over the portable core.
 set(FENNORIA_CLI_SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/main.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/common.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/args.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/output.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/disc.cpp
   ${CMAKE_CURRENT_LIST_DIR}/cat.cpp
   ${CMAKE_CURRENT_LIST_DIR}/dvd.cpp
   ${CMAKE_CURRENT_LIST_DIR}/demux.cpp

@@ -1,0 +1,122 @@
+#include "cli/disc.h"
+
+#include <cstdio>
+#include <vector>
+
+#include "cli/args.h"
+#include "cli/output.h"
+#include "demux/stream.h"
+#include "dvdnav/dvd_title_reader.h"
+
+namespace cli {
+
+namespace {
+
+std::vector<std::string> readerMessages;
+bool dumpLevel3 = false;
+
+void collect(int level, const char* text) {
+  if (level == 3) {
+    if (dumpLevel3) {
+      std::fputs(text, stdout);
+      std::fputc('\n', stdout);
+    }
+    return;
+  }
+  if (level <= 1) readerMessages.push_back(text);
+}
+
+mpdx::LogCallback readerLog(collect);
+
+bool hasIfo(const std::string& folder) {
+  return isRegularFile(folder + "/VIDEO_TS.IFO") || isRegularFile(folder + "/video_ts.ifo");
+}
+
+}  // namespace
+
+Disc::Disc(const std::string& name, bool dumpToStdout) : folder(name) {
+  while (folder.size() > 1 && (folder.back() == '/' || folder.back() == '\\')) folder.pop_back();
+  if (!isDirectory(folder)) {
+    if (isRegularFile(folder)) fail(folder, "is a file; give the VIDEO_TS folder");
+    fail(folder, "no such folder");
+  }
+  if (!hasIfo(folder)) {
+    for (const char* child : {"VIDEO_TS", "video_ts"})
+      if (hasIfo(folder + "/" + child)) {
+        folder += std::string("/") + child;
+        break;
+      }
+  }
+  if (!hasIfo(folder)) fail(folder, "no VIDEO_TS.IFO (or video_ts.ifo) in this folder");
+  dumpLevel3 = dumpToStdout;
+  readerMessages.clear();
+  reader = std::make_unique<DvdTitleReader>(readerLog);
+  int result = reader->openIfo(folder);
+  dumpLevel3 = false;
+  if (result != 0)
+    fail(folder + "/VIDEO_TS.IFO",
+         "cannot be read" + (readerMessages.empty() ? "" : " (" + readerMessages.back() + ")"));
+  if (!reader->videoManager || reader->videoManager->titles.empty())
+    fail(folder + "/VIDEO_TS.IFO", "lists no titles (not a DVD-Video navigation file?)");
+}
+
+Disc::~Disc() = default;
+
+void Disc::select(std::int32_t titleSet, std::int32_t pgc, std::int32_t cell) {
+  std::int32_t sets = static_cast<std::int32_t>(reader->titleSets.size());
+  if (titleSet < 1 || titleSet > sets)
+    fail(folder, "title set " + std::to_string(titleSet) + " does not exist (the disc has " +
+                     std::to_string(sets) + ")");
+  const auto& chains = reader->titleSets[titleSet - 1]->programchains;
+  std::int32_t count = static_cast<std::int32_t>(chains.size());
+  if (pgc < 1 || pgc > count)
+    fail(folder, "program chain " + std::to_string(pgc) + " does not exist in title set " +
+                     std::to_string(titleSet) + " (it has " + std::to_string(count) + ")");
+  std::int32_t cells = static_cast<std::int32_t>(chains[pgc - 1].cells.size());
+  if (cells == 0)
+    fail(folder, "program chain " + std::to_string(pgc) + " of title set " +
+                     std::to_string(titleSet) + " has no cells");
+  if (cell != 0 && (cell < 1 || cell > cells))
+    fail(folder, "cell " + std::to_string(cell) + " does not exist in program chain " +
+                     std::to_string(pgc) + " of title set " + std::to_string(titleSet) +
+                     " (it has " + std::to_string(cells) + ")");
+
+  readerMessages.clear();
+  reader->selectTitleSet(titleSet, 1);
+  int result = reader->selectProgramChain(pgc - 1);
+  if (result == 0 && cell != 0) result = reader->selectCell(cell - 1);
+  if (result != 0)
+    fail(folder, readerMessages.empty() ? "the selection failed" : readerMessages.back());
+
+  // Every VOB part must be whole sectors, and the parts must reach the end
+  // of the range: anything less is a truncated (or missing) file.
+  const ConcatenatedStream& vobs = *reader->vobStream;
+  std::string last;
+  for (const auto& entry : vobs.entries) {
+    if (entry.length % dvdnav::sectorSize != 0)
+      fail(entry.name, "size " + std::to_string(entry.length) +
+                           " is not a whole number of 2048-byte sectors (truncated?)");
+    if (entry.length > 0) last = entry.name;
+  }
+  std::int64_t needed = static_cast<std::int64_t>(reader->endBlock) * dvdnav::sectorSize;
+  if (vobs.totalLength < needed) {
+    std::string subject =
+        last.empty() ? folder + "/" + (reader->upperCaseNames ? "VTS_" : "vts_") +
+                           (titleSet < 10 ? "0" : "") + std::to_string(titleSet) +
+                           (reader->upperCaseNames ? "_1.VOB" : "_1.vob")
+                     : last;
+    fail(subject, std::string(last.empty() ? "missing" : "truncated") + ": title set " +
+                      std::to_string(titleSet) + " has " +
+                      std::to_string(vobs.totalLength / dvdnav::sectorSize) +
+                      " sectors of VOB data, the selection ends at sector " +
+                      std::to_string(reader->endBlock));
+  }
+}
+
+std::string Disc::currentVob() const {
+  const ConcatenatedStream& vobs = *reader->vobStream;
+  if (vobs.current < vobs.entries.size()) return baseName(vobs.entries[vobs.current].name);
+  return vobs.entries.empty() ? std::string() : baseName(vobs.entries.back().name);
+}
+
+}  // namespace cli

@@ -1,0 +1,28 @@
+// A DVD folder as the subcommands open it.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+class DvdTitleReader;
+
+namespace cli {
+
+// A DVD folder opened for the subcommands: resolves FOLDER (or its VIDEO_TS
+// child), loads the navigation files and keeps the reader's messages.
+struct Disc {
+  explicit Disc(const std::string& folder, bool dumpToStdout = false);
+  ~Disc();
+  // Checks the 1-based title set and program chain (and cell, 0 for none)
+  // and selects the range on a fresh set of VOB files. Fails with a clear
+  // message when the numbers name nothing or the VOB files end too soon.
+  void select(std::int32_t titleSet, std::int32_t pgc, std::int32_t cell);
+  // The name of the VOB file the reader stands in.
+  std::string currentVob() const;
+
+  std::string folder;
+  std::unique_ptr<DvdTitleReader> reader;
+};
+
+}  // namespace cli

@@ -1,0 +1,238 @@
+#include "cli/output.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
+#include "cli/args.h"
+#include "demux/timing_file.h"
+#include "ui/dialog_ids.h"
+
+#ifdef _WIN32
+#include <fcntl.h>
+#include <io.h>
+#include <process.h>
+#define FENNORIA_ISATTY _isatty
+#define FENNORIA_FILENO _fileno
+#define FENNORIA_GETPID _getpid
+#else
+#include <unistd.h>
+#define FENNORIA_ISATTY isatty
+#define FENNORIA_FILENO fileno
+#define FENNORIA_GETPID getpid
+#endif
+
+namespace fs = std::filesystem;
+
+namespace cli {
+
+std::string errnoText() { return std::strerror(errno); }
+
+std::string baseName(const std::string& path) {
+  std::size_t slash = path.find_last_of("/\\");
+  return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+bool isDirectory(const std::string& path) {
+  std::error_code error;
+  return fs::is_directory(fs::u8path(path), error);
+}
+
+bool isSpecialFile(const std::string& path) {
+  std::error_code error;
+  // A symbolic link is written through, never renamed over (that would
+  // replace the link, and /dev/stdout is one).
+  if (fs::is_symlink(fs::symlink_status(fs::u8path(path), error))) return true;
+  fs::file_status status = fs::status(fs::u8path(path), error);
+  return !error && fs::exists(status) && !fs::is_regular_file(status) && !fs::is_directory(status);
+}
+
+bool isRegularFile(const std::string& path) {
+  std::error_code error;
+  return fs::is_regular_file(fs::u8path(path), error);
+}
+
+bool stderrIsTerminal() { return FENNORIA_ISATTY(FENNORIA_FILENO(stderr)) != 0; }
+bool stdoutIsTerminal() { return FENNORIA_ISATTY(FENNORIA_FILENO(stdout)) != 0; }
+
+void setBinaryStdout() {
+#ifdef _WIN32
+  _setmode(_fileno(stdout), _O_BINARY);
+#endif
+}
+
+std::string temporaryNameFor(const std::string& name) {
+  return name + ".partial-" + std::to_string(FENNORIA_GETPID());
+}
+
+namespace {
+
+// Replaces `to` with `from`; false (errno set) on failure.
+bool replaceFile(const std::string& from, const std::string& to) {
+  std::error_code error;
+  fs::rename(fs::u8path(from), fs::u8path(to), error);
+  if (!error) return true;
+  errno = error.value();
+  return false;
+}
+
+void removeQuietly(const std::string& name) {
+  std::error_code error;
+  fs::remove(fs::u8path(name), error);
+}
+
+}  // namespace
+
+Output::Output(const std::string& command, const std::string& name, bool textData) {
+  if (name.empty() || name == "-") {
+    if (!textData && stdoutIsTerminal())
+      usage(command, "will not write binary data to a terminal; give -o FILE or a pipe");
+    setBinaryStdout();
+    file_ = stdout;
+    return;
+  }
+  if (isDirectory(name)) fail(name, "is a folder; -o wants a file name");
+  name_ = name;
+  // A device, a pipe or a symbolic link is written directly, not renamed onto.
+  temp_ = isSpecialFile(name) ? name : temporaryNameFor(name);
+  file_ = std::fopen(temp_.c_str(), "wb");
+  if (!file_) fail(name, "cannot create the output (" + errnoText() + ")");
+}
+
+Output::~Output() {
+  if (!name_.empty() && !committed_) {
+    if (file_) std::fclose(file_);
+    if (temp_ != name_) removeQuietly(temp_);
+  }
+}
+
+void Output::write(const void* data, std::size_t count) {
+  if (count == 0) return;
+  if (std::fwrite(data, 1, count, file_) != count)
+    fail(name_.empty() ? "standard output" : name_, "write failed (" + errnoText() + ")");
+}
+
+void Output::commit() {
+  const std::string subject = name_.empty() ? "standard output" : name_;
+  if (std::fflush(file_) != 0) fail(subject, "write failed (" + errnoText() + ")");
+  if (name_.empty()) return;
+  std::FILE* file = file_;
+  file_ = nullptr;
+  if (std::fclose(file) != 0) fail(subject, "write failed (" + errnoText() + ")");
+  if (temp_ != name_ && !replaceFile(temp_, name_)) fail(subject, "cannot rename the finished output into place (" +
+                                                    errnoText() + ")");
+  committed_ = true;
+}
+
+namespace {
+void createEmpty(const std::string& name, const std::string& shown) {
+  std::FILE* file = std::fopen(name.c_str(), "wb");
+  if (!file) fail(shown, "cannot create (" + errnoText() + ")");
+  std::fclose(file);
+}
+}  // namespace
+
+OutputSet::~OutputSet() {
+  if (!committed_) removeAll();
+}
+
+std::string OutputSet::add(const std::string& finalName, bool timing) {
+  if (isDirectory(finalName)) fail(finalName, "is a folder, not an output file name");
+  for (const auto& e : entries_)
+    if (e.finalName == finalName) fail(finalName, "named as the output of two streams");
+  if (isSpecialFile(finalName)) {
+    // A device, a pipe or a symbolic link (/dev/null, a FIFO, /dev/stdout)
+    // is written directly, and so is its timing file.
+    entries_.push_back({finalName, finalName, timing});
+    if (timing) createEmpty(timing::timingFileName(finalName), timing::timingFileName(finalName));
+    return finalName;
+  }
+  std::string temp = temporaryNameFor(finalName);
+  std::FILE* file = std::fopen(temp.c_str(), "wb");
+  if (!file) fail(finalName, "cannot create the output (" + errnoText() + ")");
+  std::fclose(file);
+  entries_.push_back({finalName, temp, timing});
+  if (timing) {
+    std::string timingTemp = timing::timingFileName(temp);
+    file = std::fopen(timingTemp.c_str(), "wb");
+    if (!file) fail(timing::timingFileName(finalName), "cannot create (" + errnoText() + ")");
+    std::fclose(file);
+  }
+  return temp;
+}
+
+void OutputSet::commitAll() {
+  for (const auto& e : entries_) {
+    if (e.temp != e.finalName && !replaceFile(e.temp, e.finalName))
+      fail(e.finalName, "cannot rename the finished output into place (" + errnoText() + ")");
+    if (e.timing && e.temp != e.finalName &&
+        !replaceFile(timing::timingFileName(e.temp), timing::timingFileName(e.finalName)))
+      fail(timing::timingFileName(e.finalName),
+           "cannot rename the finished output into place (" + errnoText() + ")");
+  }
+  committed_ = true;
+}
+
+void OutputSet::removeAll() {
+  for (const auto& e : entries_) {
+    if (e.temp == e.finalName) {
+      if (e.timing) removeQuietly(timing::timingFileName(e.temp));
+      continue;
+    }
+    removeQuietly(e.temp);
+    if (e.timing) removeQuietly(timing::timingFileName(e.temp));
+  }
+}
+
+ProgressLine::ProgressLine(bool quiet, std::int64_t total)
+    : enabled_(!quiet && stderrIsTerminal()) {
+  model_.totalLength = total;
+  start_ = lastDraw_ = std::chrono::steady_clock::now();
+}
+
+ProgressLine::~ProgressLine() { finish(); }
+
+void ProgressLine::setText(int control, const char* text) { texts_[control] = text; }
+
+void ProgressLine::update(std::int64_t position, const std::string& currentFile) {
+  if (!enabled_) return;
+  auto now = std::chrono::steady_clock::now();
+  if (drawn_ && now - lastDraw_ < std::chrono::milliseconds(250)) return;
+  lastDraw_ = now;
+  if (!model_.currentFile || *model_.currentFile != currentFile)
+    model_.setCurrentFile(currentFile.c_str(), *this);
+  model_.position = position;
+  // The model counts one tick a second; between whole seconds only the
+  // position is refreshed.
+  auto seconds = std::chrono::duration_cast<std::chrono::seconds>(now - start_).count();
+  if (seconds > model_.secondsPassed) {
+    while (model_.secondsPassed + 1 < seconds) ++model_.secondsPassed;
+    model_.timerTick(*this);
+  } else {
+    model_.tick(*this);
+  }
+  draw();
+}
+
+void ProgressLine::draw() {
+  std::string line = texts_[IDC_CURRENT_FILE] + "  " + texts_[IDC_LOCATION] + "  " +
+                     texts_[IDC_PERCENT] + "  passed " + texts_[IDC_TIME_PASSED] + "  left " +
+                     texts_[IDC_TIME_REMAINING];
+  if (line.size() > 79) line = "..." + line.substr(line.size() - 76);
+  std::string padded = line;
+  if (padded.size() < width_) padded.append(width_ - padded.size(), ' ');
+  width_ = line.size();
+  std::fprintf(stderr, "\r%s", padded.c_str());
+  std::fflush(stderr);
+  drawn_ = true;
+}
+
+void ProgressLine::finish() {
+  if (!drawn_) return;
+  std::fprintf(stderr, "\r%s\r", std::string(width_, ' ').c_str());
+  std::fflush(stderr);
+  drawn_ = false;
+  width_ = 0;
+}
+
+}  // namespace cli
