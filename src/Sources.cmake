@@ -106,6 +106,9 @@ if(WIN32)
     ${_src}/dshow/registration.cpp
     ${_src}/dshow/property_page.cpp
     ${_src}/filter/output_pin.cpp
+    ${_src}/filter/output_pin_control.cpp
+    ${_src}/filter/output_pin_reads.cpp
+    ${_src}/filter/output_pin_standard_reads.cpp
     ${_src}/filter/source_filter.cpp
     ${_src}/filter/about_property_page.cpp)
   set(FENNORIA_COM_MODULE_SOURCES

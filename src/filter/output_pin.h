@@ -158,6 +158,10 @@ class OutputPin : public dshow::BasePin, public ISourceControl {
   std::int64_t demuxedUpTo = 0;
 
  private:
+  static constexpr std::int32_t kSectorSize = 2048;
+  // Sample times count this many units per byte.
+  static constexpr LONGLONG kUnitsPerByte = 10000000;
+
   class AsyncReader : public IAsyncReader {
    public:
     explicit AsyncReader(OutputPin& pin) : pin_(pin) {}
