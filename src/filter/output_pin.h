@@ -197,6 +197,7 @@ class OutputPin : public dshow::BasePin, public ISourceControl {
     OutputPin& pin_;
   };
 
+  static HRESULT sampleRange(IMediaSample* sample, std::int64_t* position, std::int64_t* length);
   void reportCurrentFile();
   void feedPosition();
   std::int64_t readerPosition() const;

@@ -42,17 +42,26 @@ HRESULT OutputPin::RequestAllocator(IMemAllocator* preferred, ALLOCATOR_PROPERTI
   return S_OK;
 }
 
-HRESULT OutputPin::Request(IMediaSample* sample, DWORD_PTR user) {
-  if (standardReads) return standardRequest(sample, user);
-  if (!sample) return E_POINTER;
+// The byte range a sample's times ask for.
+HRESULT OutputPin::sampleRange(IMediaSample* sample, std::int64_t* position,
+                               std::int64_t* length) {
   REFERENCE_TIME start = 0, stop = 0;
   HRESULT hr = sample->GetTime(&start, &stop);
   if (FAILED(hr)) {
     FENNORIA_LOG(LOG_TRACE, 16, "CHECK_FAILED: %s", "GetTime");
     return hr;
   }
-  std::int64_t position = start / kUnitsPerByte;
-  std::int64_t length = (stop - start) / kUnitsPerByte;
+  *position = start / kUnitsPerByte;
+  *length = (stop - start) / kUnitsPerByte;
+  return S_OK;
+}
+
+HRESULT OutputPin::Request(IMediaSample* sample, DWORD_PTR user) {
+  if (standardReads) return standardRequest(sample, user);
+  if (!sample) return E_POINTER;
+  std::int64_t position = 0, length = 0;
+  HRESULT hr = sampleRange(sample, &position, &length);
+  if (FAILED(hr)) return hr;
   FENNORIA_LOG(LOG_TRACE, 1, "Request pos=%" PRId64 " length=%d  E_NOTIMPL", position,
                static_cast<int>(length));
   return E_NOTIMPL;
@@ -78,14 +87,9 @@ HRESULT OutputPin::SyncReadAligned(IMediaSample* sample) {
     sample->SetActualDataLength(0);
     return S_FALSE;
   }
-  REFERENCE_TIME start = 0, stop = 0;
-  HRESULT hr = sample->GetTime(&start, &stop);
-  if (FAILED(hr)) {
-    FENNORIA_LOG(LOG_TRACE, 16, "CHECK_FAILED: %s", "GetTime");
-    return hr;
-  }
-  std::int64_t position = start / kUnitsPerByte;
-  std::int64_t length = (stop - start) / kUnitsPerByte;
+  std::int64_t position = 0, length = 0;
+  HRESULT hr = sampleRange(sample, &position, &length);
+  if (FAILED(hr)) return hr;
   if (length == 0) {
     FENNORIA_LOG(LOG_ERROR, 0, "SyncReadAligned: BytesToRead=0 !");
     return S_OK;
