@@ -290,25 +290,18 @@ TEST_F(SourceFilterTest, QueuedReadsAreNotImplemented) {
   EXPECT_EQ(filter->pin.RequestAllocator(nullptr, nullptr, nullptr), E_POINTER);
 }
 
-namespace {
-
-using FakeSample = TestSample;
-
-
-}  // namespace
-
 TEST_F(SourceFilterTest, SyncReadAlignedPastTheEndEndsTheStreamForGood) {
   ASSERT_EQ(filter->Load(wide(samplePath("list/clip2.mpg")).c_str(), nullptr), S_OK);
   ASSERT_EQ(checkStreamType(kMediaSubtypeMpeg2Program), S_OK);
   const LONGLONG total = filter->fileList.totalLength;
   // The list inputer refuses a read that reaches past the end of its files,
   // so the spanning sample comes back empty and ends the stream.
-  FakeSample tail((total - 100) * kUnit, (total + 924) * kUnit, 1024);
+  TestSample tail((total - 100) * kUnit, (total + 924) * kUnit, 1024);
   EXPECT_EQ(filter->pin.SyncReadAligned(&tail), S_OK);
   EXPECT_EQ(tail.actual, 0);
   EXPECT_TRUE(filter->pin.endOfStream);
   // Every later sample is empty, even one from the start.
-  FakeSample next(0, 1024 * kUnit, 1024);
+  TestSample next(0, 1024 * kUnit, 1024);
   EXPECT_EQ(filter->pin.SyncReadAligned(&next), S_FALSE);
   EXPECT_EQ(next.actual, 0);
 }
@@ -316,11 +309,11 @@ TEST_F(SourceFilterTest, SyncReadAlignedPastTheEndEndsTheStreamForGood) {
 TEST_F(SourceFilterTest, SyncReadAlignedWithoutLengthLeavesTheSampleAlone) {
   ASSERT_EQ(filter->Load(wide(samplePath("list/clip2.mpg")).c_str(), nullptr), S_OK);
   ASSERT_EQ(checkStreamType(kMediaSubtypeMpeg2Program), S_OK);
-  FakeSample empty(5 * kUnit, 5 * kUnit, 16);
+  TestSample empty(5 * kUnit, 5 * kUnit, 16);
   EXPECT_EQ(filter->pin.SyncReadAligned(&empty), S_OK);
   EXPECT_EQ(empty.actual, -1);
   // A stop time before the start asks for nothing either.
-  FakeSample backwards(50 * kUnit, 10 * kUnit, 16);
+  TestSample backwards(50 * kUnit, 10 * kUnit, 16);
   EXPECT_EQ(filter->pin.SyncReadAligned(&backwards), S_OK);
   EXPECT_EQ(backwards.actual, -1);
   EXPECT_FALSE(filter->pin.endOfStream);
@@ -329,7 +322,7 @@ TEST_F(SourceFilterTest, SyncReadAlignedWithoutLengthLeavesTheSampleAlone) {
 TEST_F(SourceFilterTest, SyncReadAlignedCutsTheRequestToTheSample) {
   ASSERT_EQ(filter->Load(wide(samplePath("list/clip2.mpg")).c_str(), nullptr), S_OK);
   ASSERT_EQ(checkStreamType(kMediaSubtypeMpeg2Program), S_OK);
-  FakeSample small(0, 4096 * kUnit, 512);
+  TestSample small(0, 4096 * kUnit, 512);
   EXPECT_EQ(filter->pin.SyncReadAligned(&small), S_OK);
   EXPECT_EQ(small.actual, 512);
   EXPECT_EQ(small.buffer[3], 0xBA);
