@@ -109,6 +109,7 @@ if(WIN32)
     ${_src}/filter/output_pin_control.cpp
     ${_src}/filter/output_pin_reads.cpp
     ${_src}/filter/output_pin_standard_reads.cpp
+    ${_src}/filter/standard_reader.cpp
     ${_src}/filter/source_filter.cpp
     ${_src}/filter/about_property_page.cpp)
   set(FENNORIA_COM_MODULE_SOURCES

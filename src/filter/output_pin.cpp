@@ -31,20 +31,21 @@ void navigationSink(int level, const char* text) {
 OutputPin::OutputPin(dshow::BaseFilter* filter, CRITICAL_SECTION* lock, MultipleFileInputer* input,
                      ProgressDisplay* statusObject)
     : dshow::BasePin(filter, lock, L"Output", PINDIR_OUTPUT),
-      inputer(input),
-      filterLock(lock),
-      status(statusObject),
+      inputer_(input),
+      filterLock_(lock),
+      status_(statusObject),
+      standardReader_(lock, [this](std::int64_t position, std::int32_t length, BYTE* buffer) {
+        return readAt(position, length, buffer);
+      }),
       reader_(*this),
       navigationLog_(navigationSink) {
-  InitializeCriticalSection(&ownLock);
-  finishedEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  InitializeCriticalSection(&ownLock_);
   ResetSettings();
 }
 
 OutputPin::~OutputPin() {
-  if (demuxer) demuxer->CloseAll();
-  DeleteCriticalSection(&ownLock);
-  if (finishedEvent) CloseHandle(finishedEvent);
+  if (demuxer_) demuxer_->CloseAll();
+  DeleteCriticalSection(&ownLock_);
 }
 
 HRESULT OutputPin::NonDelegatingQueryInterface(REFIID iid, void** object) {
@@ -86,77 +87,78 @@ HRESULT OutputPin::CheckMediaType(const AM_MEDIA_TYPE* type) {
 
 HRESULT OutputPin::Active() {
   FENNORIA_LOG(LOG_TRACE, 1, "Active");
-  lastReportedFile = -1;
+  lastReportedFile_ = -1;
   return BasePin::Active();
 }
 
 HRESULT OutputPin::Inactive() {
-  lastReportedFile = -1;
-  if (demuxer) demuxer->CloseAll();
+  lastReportedFile_ = -1;
+  if (demuxer_) demuxer_->CloseAll();
   return BasePin::Inactive();
 }
 
 HRESULT OutputPin::ConfigureSource() {
-  standardReads = ReadSettingInt(kSettingsKeyPath, "StandardReads", 0) == 1;
-  demuxedUpTo = 0;
-  settings.readMode = ReadSettingInt(kSettingsKeyPath, "DvdReadMode", settings.readMode);
+  standardReads_ = ReadSettingInt(kSettingsKeyPath, "StandardReads", 0) == 1;
+  demuxedUpTo_ = 0;
+  settings_.readMode = ReadSettingInt(kSettingsKeyPath, "DvdReadMode", settings_.readMode);
 
-  if (settings.readMode == 0) {
-    titleReader.reset();
+  if (settings_.readMode == 0) {
+    titleReader_.reset();
   } else {
-    if (!titleReader) titleReader = std::make_unique<DvdTitleReader>(navigationLog_);
-    if (titleReader->getLibraryVersion() < 2000) platform::showMessage("Wrong DVD Lib!", "Fennoria");
+    if (!titleReader_) titleReader_ = std::make_unique<DvdTitleReader>(navigationLog_);
+    if (titleReader_->getLibraryVersion() < 2000)
+      platform::showMessage("Wrong DVD Lib!", "Fennoria");
   }
 
-  FileList* list = inputer ? inputer->list : nullptr;
-  std::int32_t index = inputer ? inputer->fileIndex : -1;
+  FileList* list = inputer_ ? inputer_->list : nullptr;
+  std::int32_t index = inputer_ ? inputer_->fileIndex : -1;
   if (!list || !list->names || index < 0 || index >= list->count || !list->names[index])
     return E_FAIL;
   std::string current = list->names[index];
   std::size_t separator = current.find_last_of("/\\");
   std::string folder = separator == std::string::npos ? std::string() : current.substr(0, separator);
 
-  if (titleReader) {
-    settings.title = ReadSettingInt(kSettingsKeyPath, "DvdTitle", settings.title);
-    settings.pgc = ReadSettingInt(kSettingsKeyPath, "DvdPgc", settings.pgc);
-    settings.audioNumber = ReadSettingInt(kSettingsKeyPath, "DvdAudio", settings.audioNumber);
-    FENNORIA_LOG(LOG_TRACE, 0, "DvdImg mode, title=%d, pgc=%d, audio=%d", settings.title,
-                 settings.pgc, settings.audioNumber);
-    if (titleReader->openIfo(folder) != 0) throw IfoLoadError(folder);
-    titleReader->selectTitleSet(settings.title, settings.titleSelector);
-    titleReader->selectProgramChain(settings.pgc);
+  if (titleReader_) {
+    settings_.title = ReadSettingInt(kSettingsKeyPath, "DvdTitle", settings_.title);
+    settings_.pgc = ReadSettingInt(kSettingsKeyPath, "DvdPgc", settings_.pgc);
+    settings_.audioNumber = ReadSettingInt(kSettingsKeyPath, "DvdAudio", settings_.audioNumber);
+    FENNORIA_LOG(LOG_TRACE, 0, "DvdImg mode, title=%d, pgc=%d, audio=%d", settings_.title,
+                 settings_.pgc, settings_.audioNumber);
+    if (titleReader_->openIfo(folder) != 0) throw IfoLoadError(folder);
+    titleReader_->selectTitleSet(settings_.title, settings_.titleSelector);
+    titleReader_->selectProgramChain(settings_.pgc);
   }
 
-  if (demuxer) {
-    demuxer->CloseAll();
-    demuxer.reset();
+  if (demuxer_) {
+    demuxer_->CloseAll();
+    demuxer_.reset();
   }
-  if (settings.readMode == 1) demuxer = std::make_unique<VobDemuxer>(navigationSink);
+  if (settings_.readMode == 1) demuxer_ = std::make_unique<VobDemuxer>(navigationSink);
 
-  if (demuxer) {
-    if (audioTracks.empty()) {
-      if (demuxer->AddAudio(settings.audioFile, 0, settings.audioNumber, false) != 0)
-        FENNORIA_LOG(LOG_ERROR, 0, "Could not add audio track %s/%d/%d", settings.audioFile, 0,
-                     settings.audioNumber);
-    } else if (audioTracks.size() == 1) {
-      const auto& entry = *audioTracks.begin();
-      if (titleReader) {
-        titleReader->audioSelect = entry.first;
-        titleReader->setAudio(entry.second->streamNumber, entry.first);
+  if (demuxer_) {
+    if (audioTracks_.empty()) {
+      if (demuxer_->AddAudio(settings_.audioFile, 0, settings_.audioNumber, false) != 0)
+        FENNORIA_LOG(LOG_ERROR, 0, "Could not add audio track %s/%d/%d", settings_.audioFile, 0,
+                     settings_.audioNumber);
+    } else if (audioTracks_.size() == 1) {
+      const auto& entry = *audioTracks_.begin();
+      if (titleReader_) {
+        titleReader_->audioSelect = entry.first;
+        titleReader_->setAudio(entry.second->streamNumber, entry.first);
       }
     } else {
-      for (const auto& entry : audioTracks) {
+      for (const auto& entry : audioTracks_) {
         const AudioTrack& track = *entry.second;
-        if (demuxer->AddAudio(track.file.c_str(), track.streamNumber, entry.first, false) != 0)
+        if (demuxer_->AddAudio(track.file.c_str(), track.streamNumber, entry.first, false) != 0)
           FENNORIA_LOG(LOG_ERROR, 0, "Could not add audio track %s/%d/%d", track.file.c_str(),
                        track.streamNumber, entry.first);
       }
     }
-    const std::int32_t count = static_cast<std::int32_t>(subtitleTracks.size());
+    const std::int32_t count = static_cast<std::int32_t>(subtitleTracks_.size());
     for (std::int32_t key = 0; key < count; ++key) {
-      std::unique_ptr<SubtitleTrack>& track = subtitleTracks[key];
+      std::unique_ptr<SubtitleTrack>& track = subtitleTracks_[key];
       if (!track) continue;
-      if (demuxer->AddSubtitle(track->file.c_str(), key, false) != 0)
+      if (demuxer_->AddSubtitle(track->file.c_str(), key, false) != 0)
         FENNORIA_LOG(LOG_ERROR, 0, "Could not add subtitle track %s/%d", track->file.c_str(), key);
     }
   }
@@ -164,6 +166,6 @@ HRESULT OutputPin::ConfigureSource() {
   // The counter is set first, so this seek finds it there and does not
   // reposition the reader.
   setStreamPosition(0);
-  SeekStream(0);
+  seekStream(0);
   return S_OK;
 }

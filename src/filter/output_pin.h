@@ -19,12 +19,11 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
-#include <deque>
-#include <utility>
 
 #include "demux/stream.h"
 #include "dshow/base_pin.h"
 #include "fennoria/source_control.h"
+#include "filter/standard_reader.h"
 
 class DvdTitleReader;
 class MultipleFileInputer;
@@ -111,17 +110,8 @@ class OutputPin : public dshow::BasePin, public ISourceControl {
   HRESULT ReaderBeginFlush();
   HRESULT ReaderEndFlush();
 
-  // Standard reads: the bytes [position, position + length) of the stream,
-  // cut at its end, whatever was read before; the count read, or -1 when the
-  // position is outside the stream. Takes the filter lock.
-  std::int64_t ReadAt(std::int64_t position, std::int32_t length, BYTE* buffer);
-  // The stream's length in standard reads (no switch of modes); -1 if none.
-  std::int64_t StandardLength();
-
-  // Pin-internal steps of the read path, called under the filter lock.
-  HRESULT SeekStream(std::int64_t position);
-  HRESULT ReadStream(BYTE* buffer, std::int32_t length, std::int32_t* bytesRead);
-  HRESULT DemuxBlock(const BYTE* buffer, std::int32_t count);
+  // Puts back the settings block of a persisted filter.
+  void restoreSettings(const SourceSettings& block) { settings_ = block; }
 
   // The length of the stream the progress window measures: the title range
   // in DVD mode, the joined files otherwise.
@@ -131,33 +121,10 @@ class OutputPin : public dshow::BasePin, public ISourceControl {
   static std::int64_t streamPosition();
   static void setStreamPosition(std::int64_t position);
 
-  // State, in the order the pin keeps it; read by the tests.
-  bool endOfStream = false;
-  SourceSettings settings{};
-  MultipleFileInputer* inputer;
-  std::int32_t lastReportedFile = -1;
-  CRITICAL_SECTION* filterLock;
-  ProgressDisplay* status;
-  CRITICAL_SECTION ownLock;
-  std::unique_ptr<DvdTitleReader> titleReader;
-  std::unique_ptr<VobDemuxer> demuxer;
-  BYTE sectorBuffer[2048] = {};
-  std::int32_t carryOffset = 0;
-  std::map<std::int32_t, std::unique_ptr<AudioTrack>> audioTracks;
-  std::map<std::int32_t, std::unique_ptr<SubtitleTrack>> subtitleTracks;
-  // The "StandardReads" setting (1: serve random-access parsers), read by
-  // ConfigureSource.
-  bool standardReads = false;
-  // Standard reads: the finished requests, the flush state, and the event
-  // that is set while a request is finished or a flush is on.
-  std::deque<std::pair<IMediaSample*, DWORD_PTR>> finished;
-  bool flushing = false;
-  HANDLE finishedEvent = nullptr;
-  // Standard reads: where the demultiplexer was fed up to (it only takes
-  // reads that continue from there).
-  std::int64_t demuxedUpTo = 0;
-
  private:
+  // Tests see the state a call left behind through this one door.
+  friend struct OutputPinProbe;
+
   static constexpr std::int32_t kSectorSize = 2048;
   // Sample times count this many units per byte.
   static constexpr LONGLONG kUnitsPerByte = 10000000;
@@ -198,13 +165,41 @@ class OutputPin : public dshow::BasePin, public ISourceControl {
   };
 
   static HRESULT sampleRange(IMediaSample* sample, std::int64_t* position, std::int64_t* length);
+  // Steps of the forward read path, under the filter lock.
+  HRESULT seekStream(std::int64_t position);
+  HRESULT readStream(BYTE* buffer, std::int32_t length, std::int32_t* bytesRead);
+  HRESULT demuxBlock(const BYTE* buffer, std::int32_t count);
+  // Standard reads: the bytes [position, position + length) of the stream,
+  // cut at its end, whatever was read before; the count read, or -1 when the
+  // position is outside the stream. Takes the filter lock.
+  std::int64_t readAt(std::int64_t position, std::int32_t length, BYTE* buffer);
+  // The stream's length in standard reads (no switch of modes); -1 if none.
+  std::int64_t standardLength();
   void reportCurrentFile();
   void feedPosition();
   std::int64_t readerPosition() const;
-  HRESULT standardRequest(IMediaSample* sample, DWORD_PTR user);
-  HRESULT standardWaitForNext(DWORD timeout, IMediaSample** sample, DWORD_PTR* user);
-  HRESULT standardSyncReadAligned(IMediaSample* sample);
-  HRESULT standardSyncRead(LONGLONG position, LONG length, BYTE* buffer);
+
+  // State, in the order the pin keeps it.
+  bool endOfStream_ = false;
+  SourceSettings settings_{};
+  MultipleFileInputer* inputer_;
+  std::int32_t lastReportedFile_ = -1;
+  CRITICAL_SECTION* filterLock_;
+  ProgressDisplay* status_;
+  CRITICAL_SECTION ownLock_;
+  std::unique_ptr<DvdTitleReader> titleReader_;
+  std::unique_ptr<VobDemuxer> demuxer_;
+  BYTE sectorBuffer_[kSectorSize] = {};
+  std::int32_t carryOffset_ = 0;
+  std::map<std::int32_t, std::unique_ptr<AudioTrack>> audioTracks_;
+  std::map<std::int32_t, std::unique_ptr<SubtitleTrack>> subtitleTracks_;
+  // The "StandardReads" setting (1: serve random-access parsers), read by
+  // ConfigureSource; the reader that then serves IAsyncReader.
+  bool standardReads_ = false;
+  StandardReader standardReader_;
+  // Standard reads: where the demultiplexer was fed up to (it only takes
+  // reads that continue from there).
+  std::int64_t demuxedUpTo_ = 0;
 
   AsyncReader reader_;
   mpdx::LogCallback navigationLog_;

@@ -57,7 +57,7 @@ HRESULT OutputPin::sampleRange(IMediaSample* sample, std::int64_t* position,
 }
 
 HRESULT OutputPin::Request(IMediaSample* sample, DWORD_PTR user) {
-  if (standardReads) return standardRequest(sample, user);
+  if (standardReads_) return standardReader_.request(sample, user);
   if (!sample) return E_POINTER;
   std::int64_t position = 0, length = 0;
   HRESULT hr = sampleRange(sample, &position, &length);
@@ -68,22 +68,22 @@ HRESULT OutputPin::Request(IMediaSample* sample, DWORD_PTR user) {
 }
 
 HRESULT OutputPin::WaitForNext(DWORD timeout, IMediaSample** sample, DWORD_PTR* user) {
-  if (standardReads) return standardWaitForNext(timeout, sample, user);
+  if (standardReads_) return standardReader_.waitForNext(timeout, sample, user);
   FENNORIA_LOG(LOG_TRACE, 1, "WaitForNext timeout=%d", static_cast<int>(timeout));
   if (sample) *sample = nullptr;
   return E_NOTIMPL;
 }
 
 std::int64_t OutputPin::readerPosition() const {
-  if (titleReader) return titleReader->getRangePosition();
-  return inputer ? inputer->position : 0;
+  if (titleReader_) return titleReader_->getRangePosition();
+  return inputer_ ? inputer_->position : 0;
 }
 
 HRESULT OutputPin::SyncReadAligned(IMediaSample* sample) {
-  if (standardReads) return standardSyncReadAligned(sample);
+  if (standardReads_) return standardReader_.syncReadAligned(sample);
   if (!sample) return E_POINTER;
-  Locked hold(filterLock);
-  if (endOfStream) {
+  Locked hold(filterLock_);
+  if (endOfStream_) {
     sample->SetActualDataLength(0);
     return S_FALSE;
   }
@@ -111,9 +111,9 @@ HRESULT OutputPin::SyncReadAligned(IMediaSample* sample) {
     FENNORIA_LOG(LOG_TRACE, 16, "CHECK_FAILED: %s", "GetPointer");
     return hr;
   }
-  SeekStream(position);
+  seekStream(position);
   std::int32_t read = 0;
-  ReadStream(buffer, static_cast<std::int32_t>(length), &read);
+  readStream(buffer, static_cast<std::int32_t>(length), &read);
   std::int64_t reached = readerPosition();
   FENNORIA_LOG(LOG_TRACE, 2,
                "SyncReadAligned pos=%" PRId64 "/%" PRId64 " diff:%" PRId64 " length=%" PRId64
@@ -124,40 +124,40 @@ HRESULT OutputPin::SyncReadAligned(IMediaSample* sample) {
   if (read == 0) {
     FENNORIA_LOG(LOG_ERROR, 0, "bytesRead=0 ! EOF?");
     sample->SetActualDataLength(0);
-    endOfStream = true;
+    endOfStream_ = true;
     return S_OK;
   }
   if (read != length) {
     FENNORIA_LOG(LOG_ERROR, 0, "bytesRead!=bytesToRead ! EOF?");
     sample->SetActualDataLength(read);
-    endOfStream = true;
+    endOfStream_ = true;
   }
-  if (FAILED(DemuxBlock(buffer, read))) FENNORIA_LOG(LOG_ERROR, 0, "VobDemux failed!");
+  if (FAILED(demuxBlock(buffer, read))) FENNORIA_LOG(LOG_ERROR, 0, "VobDemux failed!");
   hr = sample->SetActualDataLength(read);
   if (FAILED(hr)) {
     FENNORIA_LOG(LOG_TRACE, 16, "CHECK_FAILED: %s", "SetActualDataLength");
     return hr;
   }
-  if (!titleReader) reportCurrentFile();
+  if (!titleReader_) reportCurrentFile();
   return S_OK;
 }
 
 HRESULT OutputPin::SyncRead(LONGLONG position, LONG length, BYTE* buffer) {
-  if (standardReads) return standardSyncRead(position, length, buffer);
+  if (standardReads_) return standardReader_.syncRead(position, length, buffer);
   FENNORIA_LOG(LOG_TRACE, 2, "SyncRead pos=%" PRId64 " length=%d", static_cast<std::int64_t>(position),
                static_cast<int>(length));
   if (length == 0) return E_FAIL;
   if (!buffer) return E_POINTER;
   if (position < 0) return E_FAIL;
-  std::int64_t total = inputer ? inputer->totalLength : 0;
-  std::int64_t current = inputer ? inputer->position : 0;
+  std::int64_t total = inputer_ ? inputer_->totalLength : 0;
+  std::int64_t current = inputer_ ? inputer_->position : 0;
   if (position >= total || length < 0) return E_FAIL;
   if (length > total - current) return E_FAIL;
 
-  Locked hold(filterLock);
-  SeekStream(position);
+  Locked hold(filterLock_);
+  seekStream(position);
   std::int32_t read = 0;
-  if (FAILED(ReadStream(buffer, length, &read))) return E_UNEXPECTED;
+  if (FAILED(readStream(buffer, length, &read))) return E_UNEXPECTED;
   setStreamPosition(streamPosition() + read);
   feedPosition();
   if (read == 0) {
@@ -168,84 +168,84 @@ HRESULT OutputPin::SyncRead(LONGLONG position, LONG length, BYTE* buffer) {
     FENNORIA_LOG(LOG_TRACE, 1, "BytesRead=length %d %d", read, static_cast<int>(length));
     return S_FALSE;
   }
-  DemuxBlock(buffer, read);
-  if (!titleReader) reportCurrentFile();
+  demuxBlock(buffer, read);
+  if (!titleReader_) reportCurrentFile();
   return S_OK;
 }
 
 HRESULT OutputPin::Length(LONGLONG* total, LONGLONG* available) {
-  Locked hold(filterLock);
+  Locked hold(filterLock_);
   if (total) {
-    if (!titleReader) {
-      *total = inputer ? inputer->totalLength : 0;
+    if (!titleReader_) {
+      *total = inputer_ ? inputer_->totalLength : 0;
       FENNORIA_LOG(LOG_TRACE, 1, "OutputPin::Length/dvd mode 0: %" PRId64,
                    static_cast<std::int64_t>(*total));
     } else {
-      *total = titleReader->getRangeLength();
+      *total = titleReader_->getRangeLength();
       FENNORIA_LOG(LOG_TRACE, 1, "OutputPin::Length/dvd mode 1: %" PRId64,
                    static_cast<std::int64_t>(*total));
       if (*total == 0) {
         FENNORIA_LOG(LOG_TRACE, 1, "try to auto-switch to mode 0");
-        settings.readMode = 0;
+        settings_.readMode = 0;
         if (FAILED(ConfigureSource())) return E_FAIL;
-        *total = inputer ? inputer->totalLength : 0;
+        *total = inputer_ ? inputer_->totalLength : 0;
         FENNORIA_LOG(LOG_TRACE, 1, "OutputPin::Length NOW %" PRId64,
                      static_cast<std::int64_t>(*total));
       }
     }
   }
-  if (available && standardReads) {
+  if (available && standardReads_) {
     // Every byte of the stream can be read at once.
-    std::int64_t length = StandardLength();
+    std::int64_t length = standardLength();
     *available = length < 0 ? 0 : length;
   } else if (available) {
-    if (!titleReader)
-      *available = inputer ? inputer->totalLength - inputer->position : 0;
+    if (!titleReader_)
+      *available = inputer_ ? inputer_->totalLength - inputer_->position : 0;
     else
-      *available = titleReader->getRangeLength() - titleReader->getRangePosition();
+      *available = titleReader_->getRangeLength() - titleReader_->getRangePosition();
     FENNORIA_LOG(LOG_TRACE, 1, "OutputPin::Length available %" PRId64,
                  static_cast<std::int64_t>(*available));
   }
   return S_OK;
 }
 
-HRESULT OutputPin::SeekStream(std::int64_t position) {
+HRESULT OutputPin::seekStream(std::int64_t position) {
   if (position == streamPosition()) return S_OK;
   std::int64_t reached = position;
-  if (titleReader)
-    reached = titleReader->seekRange(position);
-  else if (inputer)
-    reached = inputer->seek(position);
+  if (titleReader_)
+    reached = titleReader_->seekRange(position);
+  else if (inputer_)
+    reached = inputer_->seek(position);
   if (reached != position)
     FENNORIA_LOG(LOG_ERROR, 0, "VobSeek error: %" PRId64 " %" PRId64, position, reached);
   setStreamPosition(position);
   return S_OK;
 }
 
-HRESULT OutputPin::ReadStream(BYTE* buffer, std::int32_t length, std::int32_t* bytesRead) {
-  Locked hold(filterLock);
-  if (!titleReader) {
-    std::int64_t read = inputer ? inputer->readBlock(buffer, length) : 0;
+HRESULT OutputPin::readStream(BYTE* buffer, std::int32_t length, std::int32_t* bytesRead) {
+  Locked hold(filterLock_);
+  if (!titleReader_) {
+    std::int64_t read = inputer_ ? inputer_->readBlock(buffer, length) : 0;
     if (read < 0) return E_FAIL;
     if (bytesRead) *bytesRead = static_cast<std::int32_t>(read);
     return S_OK;
   }
   BYTE* dest = buffer;
   std::int32_t left = length;
-  if (carryOffset != 0) {
-    std::int32_t take = std::min(kSectorSize - carryOffset, left);
+  if (carryOffset_ != 0) {
+    std::int32_t take = std::min(kSectorSize - carryOffset_, left);
     if (take > 0) {
-      std::memcpy(dest, sectorBuffer + carryOffset, static_cast<std::size_t>(take));
+      std::memcpy(dest, sectorBuffer_ + carryOffset_, static_cast<std::size_t>(take));
       dest += take;
       left -= take;
     }
-    carryOffset = 0;
+    carryOffset_ = 0;
   }
   while (left > 0) {
-    if (titleReader->readFiltered(sectorBuffer, kSectorSize) < kSectorSize) break;
-    std::int32_t take = std::min(left, kSectorSize - carryOffset);
-    std::memcpy(dest, sectorBuffer + carryOffset, static_cast<std::size_t>(take));
-    carryOffset = (carryOffset + take) & (kSectorSize - 1);
+    if (titleReader_->readFiltered(sectorBuffer_, kSectorSize) < kSectorSize) break;
+    std::int32_t take = std::min(left, kSectorSize - carryOffset_);
+    std::memcpy(dest, sectorBuffer_ + carryOffset_, static_cast<std::size_t>(take));
+    carryOffset_ = (carryOffset_ + take) & (kSectorSize - 1);
     dest += take;
     left -= take;
   }
@@ -253,9 +253,9 @@ HRESULT OutputPin::ReadStream(BYTE* buffer, std::int32_t length, std::int32_t* b
   return S_OK;
 }
 
-HRESULT OutputPin::DemuxBlock(const BYTE* buffer, std::int32_t count) {
-  if (!demuxer) return E_FAIL;
-  demuxer->Demultiplex(buffer, count);
+HRESULT OutputPin::demuxBlock(const BYTE* buffer, std::int32_t count) {
+  if (!demuxer_) return E_FAIL;
+  demuxer_->Demultiplex(buffer, count);
   return S_OK;
 }
 
@@ -264,26 +264,26 @@ HRESULT OutputPin::DemuxBlock(const BYTE* buffer, std::int32_t count) {
 // otherwise), never the process-wide counter, which other filters move too.
 // The window only stores the values; its own thread shows them.
 void OutputPin::feedPosition() {
-  if (!status) return;
+  if (!status_) return;
   std::int64_t total = progressTotal();
   if (total != fedTotal_) {
-    status->setTotalLength(total);
+    status_->setTotalLength(total);
     fedTotal_ = total;
   }
-  status->setPosition(std::max<std::int64_t>(readerPosition(), 0));
+  status_->setPosition(std::max<std::int64_t>(readerPosition(), 0));
 }
 
 std::int64_t OutputPin::progressTotal() const {
-  if (titleReader) return std::max<std::int64_t>(titleReader->getRangeLength(), 0);
-  return inputer ? inputer->totalLength : 0;
+  if (titleReader_) return std::max<std::int64_t>(titleReader_->getRangeLength(), 0);
+  return inputer_ ? inputer_->totalLength : 0;
 }
 
 void OutputPin::reportCurrentFile() {
-  if (!inputer || inputer->fileIndex == lastReportedFile) return;
-  const FileList* list = inputer->list;
+  if (!inputer_ || inputer_->fileIndex == lastReportedFile_) return;
+  const FileList* list = inputer_->list;
   const char* name = nullptr;
-  if (list && list->names && inputer->fileIndex >= 0 && inputer->fileIndex < list->count)
-    name = list->names[inputer->fileIndex];
-  if (status) status->setCurrentFile(name);
-  lastReportedFile = inputer->fileIndex;
+  if (list && list->names && inputer_->fileIndex >= 0 && inputer_->fileIndex < list->count)
+    name = list->names[inputer_->fileIndex];
+  if (status_) status_->setCurrentFile(name);
+  lastReportedFile_ = inputer_->fileIndex;
 }

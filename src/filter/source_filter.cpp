@@ -148,7 +148,7 @@ HRESULT SourceFilter::ReadFromStream(IStream* stream) {
   // A stream that ends early leaves the settings as they were.
   if (read != sizeof block) return E_FAIL;
   block.audioFile[sizeof block.audioFile - 1] = 0;
-  pin.settings = block;
+  pin.restoreSettings(block);
   return S_OK;
 }
 

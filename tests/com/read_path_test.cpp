@@ -19,6 +19,7 @@
 #include "filter/source_filter.h"
 #include "filter/source_guids.h"
 #include "ui/progress_window.h"
+#include "support/output_pin_probe.h"
 
 using namespace com_tests;
 
@@ -70,9 +71,9 @@ TEST_F(ReadPath, OutputPinEndOfStreamFlagIsSticky) {
   std::string disc = fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_1.VOB")) +
                      fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_2.VOB")) +
                      fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_3.VOB"));
-  const LONGLONG first = LONGLONG(f.pin().titleReader->startBlock) * 2048;
+  const LONGLONG first = LONGLONG(OutputPinProbe::titleReader(f.pin())->startBlock) * 2048;
   EXPECT_EQ(tail.bytes(), disc.substr(static_cast<std::size_t>(first + total - 4096), 4096));
-  EXPECT_TRUE(f.pin().endOfStream);
+  EXPECT_TRUE(OutputPinProbe::endOfStream(f.pin()));
   // Then empty samples with S_FALSE, from the start too, after a fresh type
   // check and after a run.
   RangeSample again(total - 4096, 2048, 2048);
@@ -104,7 +105,7 @@ TEST_F(ReadPath, OutputPinEqualTimesLeaveTheSampleLengthUnchanged) {
   empty.actual = 17;
   EXPECT_EQ(f.pin().SyncReadAligned(&empty), S_OK);
   EXPECT_EQ(empty.actual, 17);
-  EXPECT_FALSE(f.pin().endOfStream);
+  EXPECT_FALSE(OutputPinProbe::endOfStream(f.pin()));
 }
 
 TEST_F(ReadPath, OutputPinRequestLargerThanTheSampleReadsTheSample) {
@@ -114,7 +115,7 @@ TEST_F(ReadPath, OutputPinRequestLargerThanTheSampleReadsTheSample) {
   RangeSample small(116736 - 100, 5000, 300);  // across the first file end
   EXPECT_EQ(f.pin().SyncReadAligned(&small), S_OK);
   EXPECT_EQ(small.bytes(), joined().substr(116736 - 100, 300));
-  EXPECT_FALSE(f.pin().endOfStream);
+  EXPECT_FALSE(OutputPinProbe::endOfStream(f.pin()));
   EXPECT_EQ(OutputPin::streamPosition(), 116736 - 100 + 300);
 }
 
@@ -159,14 +160,15 @@ TEST_F(ReadPath, OutputPinDvdCarryOf1000Then100Bytes) {
   Filter f;
   selectFirstProgramChain(f);
   const std::string vob = fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_1.VOB"));
-  const std::size_t first = static_cast<std::size_t>(f.pin().titleReader->startBlock) * 2048;
+  const DvdTitleReader& title = *OutputPinProbe::titleReader(f.pin());
+  const std::size_t first = static_cast<std::size_t>(title.startBlock) * 2048;
   EXPECT_EQ(read(f, 0, 1000), vob.substr(first, 1000));
-  EXPECT_EQ(f.pin().carryOffset, 1000);
+  EXPECT_EQ(OutputPinProbe::carryOffset(f.pin()), 1000);
   EXPECT_EQ(read(f, 1000, 100), vob.substr(first + 1000, 100));
-  EXPECT_EQ(f.pin().carryOffset, 0);
+  EXPECT_EQ(OutputPinProbe::carryOffset(f.pin()), 0);
   // The rest of sector 0 was dropped: the next read starts with sector 1.
   EXPECT_EQ(read(f, 1100, 16), vob.substr(first + 2048, 16));
-  EXPECT_EQ(f.pin().carryOffset, 16);
+  EXPECT_EQ(OutputPinProbe::carryOffset(f.pin()), 16);
 }
 
 // The sample disc has no program chain without sectors; the second chain's
@@ -176,10 +178,10 @@ void selectEmptyChain(Filter& f) {
   storeSetting("DvdTitle", 1);
   storeSetting("DvdPgc", 1);
   ASSERT_EQ(f.configure(), S_OK);
-  ASSERT_NE(f.pin().titleReader, nullptr);
-  ASSERT_GT(f.pin().titleReader->startBlock, 0);
-  f.pin().titleReader->endBlock = f.pin().titleReader->startBlock;
-  ASSERT_EQ(f.pin().titleReader->getRangeLength(), 0);
+  ASSERT_NE(OutputPinProbe::titleReader(f.pin()), nullptr);
+  ASSERT_GT(OutputPinProbe::titleReader(f.pin())->startBlock, 0);
+  OutputPinProbe::titleReader(f.pin())->endBlock = OutputPinProbe::titleReader(f.pin())->startBlock;
+  ASSERT_EQ(OutputPinProbe::titleReader(f.pin())->getRangeLength(), 0);
 }
 
 TEST_F(ReadPath, OutputPinLengthSwitchesToListModeForAnEmptyChain) {
@@ -189,7 +191,7 @@ TEST_F(ReadPath, OutputPinLengthSwitchesToListModeForAnEmptyChain) {
   LONGLONG total = -1, available = -1;
   EXPECT_EQ(f.pin().Length(&total, &available), S_OK);
   EXPECT_EQ(f.pin().GetReadMode(), 0);
-  EXPECT_EQ(f.pin().titleReader, nullptr);
+  EXPECT_EQ(OutputPinProbe::titleReader(f.pin()), nullptr);
   EXPECT_EQ(total, static_cast<LONGLONG>(fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_1.VOB")).size()));
   EXPECT_EQ(available, total);
   // List mode from now on: the file's own bytes.
@@ -205,7 +207,7 @@ TEST_F(ReadPath, OutputPinLengthKeepsDvdModeWhenTheReadModeIsStored) {
   // The stored value wins: DVD mode again (a fresh reader on the chain),
   // and the total is the inputer's all the same.
   EXPECT_EQ(f.pin().GetReadMode(), 2);
-  EXPECT_NE(f.pin().titleReader, nullptr);
+  EXPECT_NE(OutputPinProbe::titleReader(f.pin()), nullptr);
   EXPECT_EQ(total, f.filter->fileList.totalLength);
 }
 
@@ -327,7 +329,7 @@ TEST_F(ReadPath, ProgressCurrentFileFollowsTheFileBeingRead) {
   }
   EXPECT_EQ(seen, names);
   // An aligned read across a file end reports the new file too.
-  f.pin().lastReportedFile = -1;
+  OutputPinProbe::lastReportedFile(f.pin()) = -1;
   RangeSample across(ends[1] - 10, 20, 20);
   EXPECT_EQ(f.pin().SyncReadAligned(&across), S_OK);
   EXPECT_EQ(window->reported().currentFile.value_or(""), names[2]);
@@ -424,7 +426,7 @@ TEST_F(ReadPath, OutputPinSampleWithoutRoomFails) {
   RangeSample none(0, 100, 0);
   EXPECT_EQ(f.pin().SyncReadAligned(&none), E_FAIL);
   EXPECT_EQ(none.actual, -1);
-  EXPECT_FALSE(f.pin().endOfStream);
+  EXPECT_FALSE(OutputPinProbe::endOfStream(f.pin()));
 }
 
 TEST_F(ReadPath, OutputPinSampleFailuresAreHandedBack) {

@@ -17,6 +17,7 @@
 #include "dvdnav/dvd_title_reader.h"
 #include "filter/source_guids.h"
 #include "support/file_bytes.h"
+#include "support/output_pin_probe.h"
 
 using namespace com_tests;
 using testing_support::fileBytes;
@@ -109,7 +110,7 @@ TEST_F(SourceFilterTest, GetPagesNamesTheAboutPage) {
 }
 
 TEST_F(SourceFilterTest, NewPinStartsWithTheDefaultSettings) {
-  const SourceSettings& s = filter->pin.settings;
+  const SourceSettings& s = OutputPinProbe::settings(filter->pin);
   EXPECT_EQ(s.readMode, 0);
   EXPECT_EQ(s.title, 1);
   EXPECT_EQ(s.titleSelector, 1);
@@ -133,8 +134,8 @@ TEST_F(SourceFilterTest, CheckMediaTypeRefusesOtherSubtypesWithoutReadingTheSett
   loadSampleDisc();
   storeSetting("DvdReadMode", 1);
   EXPECT_EQ(checkStreamType(MEDIASUBTYPE_MPEG1System), S_FALSE);
-  EXPECT_EQ(filter->pin.settings.readMode, 0);
-  EXPECT_EQ(filter->pin.titleReader, nullptr);
+  EXPECT_EQ(OutputPinProbe::settings(filter->pin).readMode, 0);
+  EXPECT_EQ(OutputPinProbe::titleReader(filter->pin), nullptr);
 }
 
 TEST_F(SourceFilterTest, CheckMediaTypeWithoutAListFails) {
@@ -148,15 +149,15 @@ TEST_F(SourceFilterTest, StoredReadModeWinsOverSetReadMode) {
   filter->pin.SetReadMode(0);
   EXPECT_EQ(checkStreamType(kMediaSubtypeMpeg2Program), S_OK);
   EXPECT_EQ(filter->pin.GetReadMode(), 1);
-  EXPECT_NE(filter->pin.titleReader, nullptr);
+  EXPECT_NE(OutputPinProbe::titleReader(filter->pin), nullptr);
   filter->pin.Inactive();
 }
 
 TEST_F(SourceFilterTest, ReadModeZeroReadsTheListWithoutTitleReader) {
   loadSampleDisc();
   EXPECT_EQ(checkStreamType(kMediaSubtypeMpeg2Program), S_OK);
-  EXPECT_EQ(filter->pin.titleReader, nullptr);
-  EXPECT_EQ(filter->pin.demuxer, nullptr);
+  EXPECT_EQ(OutputPinProbe::titleReader(filter->pin), nullptr);
+  EXPECT_EQ(OutputPinProbe::demuxer(filter->pin), nullptr);
   LONGLONG total = 0, available = 0;
   EXPECT_EQ(filter->pin.Length(&total, &available), S_OK);
   EXPECT_EQ(total, filter->fileList.totalLength);
@@ -170,9 +171,9 @@ TEST_F(SourceFilterTest, ReadModeOneDemultiplexesTheDefaultAudioToItsFile) {
   std::string audio = temp.path("audio.ac3");
   filter->pin.SetAudioFile(audio.c_str());
   EXPECT_EQ(checkStreamType(kMediaSubtypeMpeg2Program), S_OK);
-  ASSERT_NE(filter->pin.titleReader, nullptr);
-  EXPECT_NE(filter->pin.demuxer, nullptr);
-  EXPECT_GT(filter->pin.titleReader->getRangeLength(), 0);
+  ASSERT_NE(OutputPinProbe::titleReader(filter->pin), nullptr);
+  EXPECT_NE(OutputPinProbe::demuxer(filter->pin), nullptr);
+  EXPECT_GT(OutputPinProbe::titleReader(filter->pin)->getRangeLength(), 0);
   EXPECT_TRUE(fileExists(audio));
   filter->pin.Inactive();
 }
@@ -184,9 +185,9 @@ TEST_F(SourceFilterTest, ReadModeTwoReadsTheDiscWithoutDemultiplexer) {
   filter->pin.SetAudioFile(audio.c_str());
   filter->pin.AddSubtitleStream(temp.path("sub0.sup").c_str(), 0);
   EXPECT_EQ(checkStreamType(kMediaSubtypeMpeg2Program), S_OK);
-  ASSERT_NE(filter->pin.titleReader, nullptr);
-  EXPECT_EQ(filter->pin.demuxer, nullptr);
-  EXPECT_GT(filter->pin.titleReader->getRangeLength(), 0);
+  ASSERT_NE(OutputPinProbe::titleReader(filter->pin), nullptr);
+  EXPECT_EQ(OutputPinProbe::demuxer(filter->pin), nullptr);
+  EXPECT_GT(OutputPinProbe::titleReader(filter->pin)->getRangeLength(), 0);
   EXPECT_FALSE(fileExists(audio));
   EXPECT_FALSE(fileExists(temp.path("sub0.sup")));
 }
@@ -199,11 +200,11 @@ TEST_F(SourceFilterTest, OneAudioTrackOnlySelectsTheStreamOfTheReader) {
   filter->pin.SetAudioFile(audio.c_str());
   filter->pin.AddAudioStream(track.c_str(), 0, 1);
   EXPECT_EQ(checkStreamType(kMediaSubtypeMpeg2Program), S_OK);
-  ASSERT_NE(filter->pin.titleReader, nullptr);
-  EXPECT_NE(filter->pin.demuxer, nullptr);
-  EXPECT_EQ(filter->pin.titleReader->audioSelect, 1);
-  EXPECT_EQ(filter->pin.titleReader->audioMode, 0);
-  EXPECT_EQ(filter->pin.titleReader->audioStream, 1);
+  ASSERT_NE(OutputPinProbe::titleReader(filter->pin), nullptr);
+  EXPECT_NE(OutputPinProbe::demuxer(filter->pin), nullptr);
+  EXPECT_EQ(OutputPinProbe::titleReader(filter->pin)->audioSelect, 1);
+  EXPECT_EQ(OutputPinProbe::titleReader(filter->pin)->audioMode, 0);
+  EXPECT_EQ(OutputPinProbe::titleReader(filter->pin)->audioStream, 1);
   EXPECT_FALSE(fileExists(track));
   EXPECT_FALSE(fileExists(audio));
   filter->pin.Inactive();
@@ -244,15 +245,15 @@ TEST_F(SourceFilterTest, ResetSettingsKeepsTheSubtitleTracks) {
   filter->pin.AddSubtitleStream("s", 0);
   filter->pin.SetReadMode(3);
   filter->pin.ResetSettings();
-  EXPECT_TRUE(filter->pin.audioTracks.empty());
-  EXPECT_EQ(filter->pin.subtitleTracks.size(), 1u);
+  EXPECT_TRUE(OutputPinProbe::audioTrackCount(filter->pin) == 0);
+  EXPECT_EQ(OutputPinProbe::subtitleTrackCount(filter->pin), 1u);
   EXPECT_EQ(filter->pin.GetReadMode(), 0);
 }
 
 TEST_F(SourceFilterTest, SetAudioFileKeepsAtMost251Characters) {
   std::string longPath(400, 'p');
   filter->pin.SetAudioFile(longPath.c_str());
-  EXPECT_EQ(std::string(filter->pin.settings.audioFile), std::string(251, 'p'));
+  EXPECT_EQ(std::string(OutputPinProbe::settings(filter->pin).audioFile), std::string(251, 'p'));
 }
 
 TEST_F(SourceFilterTest, SourceControlFromTheFilterAndThePinReachTheSameSettings) {
@@ -261,7 +262,7 @@ TEST_F(SourceFilterTest, SourceControlFromTheFilterAndThePinReachTheSameSettings
                                                 reinterpret_cast<void**>(&control)),
             S_OK);
   control->SetTitle(4);
-  EXPECT_EQ(filter->pin.settings.title, 4);
+  EXPECT_EQ(OutputPinProbe::settings(filter->pin).title, 4);
   filter->pin.SetReadMode(2);
   EXPECT_EQ(control->GetReadMode(), 2);
   control->Release();
@@ -299,7 +300,7 @@ TEST_F(SourceFilterTest, SyncReadAlignedPastTheEndEndsTheStreamForGood) {
   TestSample tail((total - 100) * kUnit, (total + 924) * kUnit, 1024);
   EXPECT_EQ(filter->pin.SyncReadAligned(&tail), S_OK);
   EXPECT_EQ(tail.actual, 0);
-  EXPECT_TRUE(filter->pin.endOfStream);
+  EXPECT_TRUE(OutputPinProbe::endOfStream(filter->pin));
   // Every later sample is empty, even one from the start.
   TestSample next(0, 1024 * kUnit, 1024);
   EXPECT_EQ(filter->pin.SyncReadAligned(&next), S_FALSE);
@@ -316,7 +317,7 @@ TEST_F(SourceFilterTest, SyncReadAlignedWithoutLengthLeavesTheSampleAlone) {
   TestSample backwards(50 * kUnit, 10 * kUnit, 16);
   EXPECT_EQ(filter->pin.SyncReadAligned(&backwards), S_OK);
   EXPECT_EQ(backwards.actual, -1);
-  EXPECT_FALSE(filter->pin.endOfStream);
+  EXPECT_FALSE(OutputPinProbe::endOfStream(filter->pin));
 }
 
 TEST_F(SourceFilterTest, SyncReadAlignedCutsTheRequestToTheSample) {
@@ -338,7 +339,7 @@ TEST_F(SourceFilterTest, PersistedPathWithoutTerminatorIsCutToTheField) {
   LARGE_INTEGER start{};
   stream->Seek(start, STREAM_SEEK_SET, nullptr);
   EXPECT_EQ(filter->ReadFromStream(stream), S_OK);
-  EXPECT_EQ(std::string(filter->pin.settings.audioFile), std::string(251, 'x'));
+  EXPECT_EQ(std::string(OutputPinProbe::settings(filter->pin).audioFile), std::string(251, 'x'));
   stream->Release();
 }
 
@@ -362,7 +363,7 @@ TEST_F(SourceFilterTest, PersistedBlockPutsEachFieldAtItsOffset) {
   ASSERT_EQ(filter->ReadFromStream(stream), S_OK);
   stream->Release();
 
-  const SourceSettings& s = filter->pin.settings;
+  const SourceSettings& s = OutputPinProbe::settings(filter->pin);
   EXPECT_EQ(s.readMode, 2);                // offset 0
   EXPECT_EQ(s.title, 0x105);               // offset 4
   EXPECT_EQ(s.titleSelector, -7);          // offset 8
@@ -393,12 +394,12 @@ TEST_F(SourceFilterTest, RunSetsTheRunningFlagAndStopHidesThePin) {
 
 TEST_F(SourceFilterTest, ActiveAndInactiveForgetTheReportedFile) {
   ASSERT_EQ(filter->Load(wide(samplePath("list/clip1.mpg")).c_str(), nullptr), S_OK);
-  filter->pin.lastReportedFile = 3;
+  OutputPinProbe::lastReportedFile(filter->pin) = 3;
   filter->pin.Active();
-  EXPECT_EQ(filter->pin.lastReportedFile, -1);
-  filter->pin.lastReportedFile = 2;
+  EXPECT_EQ(OutputPinProbe::lastReportedFile(filter->pin), -1);
+  OutputPinProbe::lastReportedFile(filter->pin) = 2;
   filter->pin.Inactive();
-  EXPECT_EQ(filter->pin.lastReportedFile, -1);
+  EXPECT_EQ(OutputPinProbe::lastReportedFile(filter->pin), -1);
 }
 
 // Inactive finishes the demultiplexer's files while the filter lives on: the

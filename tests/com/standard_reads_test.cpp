@@ -18,6 +18,7 @@
 #include "dvdnav/dvd_title_reader.h"
 #include "filter/source_filter.h"
 #include "filter/source_guids.h"
+#include "support/output_pin_probe.h"
 
 using namespace com_tests;
 
@@ -71,7 +72,7 @@ class StandardReads : public testing::Test {
   void openList(Filter& f) {
     ASSERT_EQ(f.load(list()), S_OK);
     ASSERT_EQ(f.configure(), S_OK);
-    ASSERT_TRUE(f.pin().standardReads);
+    ASSERT_TRUE(OutputPinProbe::standardReads(f.pin()));
   }
   void openDisc(Filter& f, DWORD readMode) {
     storeSetting("DvdReadMode", readMode);
@@ -79,8 +80,8 @@ class StandardReads : public testing::Test {
     storeSetting("DvdPgc", 0);
     ASSERT_EQ(f.load(samplePath("dvd/VIDEO_TS/VTS_01_1.VOB")), S_OK);
     ASSERT_EQ(f.configure(), S_OK);
-    ASSERT_NE(f.pin().titleReader, nullptr);
-    ASSERT_TRUE(f.pin().standardReads);
+    ASSERT_NE(OutputPinProbe::titleReader(f.pin()), nullptr);
+    ASSERT_TRUE(OutputPinProbe::standardReads(f.pin()));
   }
   TempFolder temp;
 };
@@ -156,7 +157,7 @@ TEST_F(StandardReads, SyncReadAlignedHasNoStickyEnd) {
   EXPECT_EQ(f.reader->SyncReadAligned(&tail), S_FALSE);
   EXPECT_EQ(tail.actual, 4096);
   EXPECT_EQ(tail.bytes(), all.substr(all.size() - 4096));
-  EXPECT_FALSE(f.pin().endOfStream);
+  EXPECT_FALSE(OutputPinProbe::endOfStream(f.pin()));
   RangeSample start(0, 2048, 2048);
   EXPECT_EQ(f.reader->SyncReadAligned(&start), S_OK);
   EXPECT_EQ(start.bytes(), all.substr(0, 2048));
@@ -245,10 +246,10 @@ TEST_F(StandardReads, DvdModeReadsByPosition) {
   Filter f;
   openDisc(f, 2);
   const std::string raw = disc();
-  const LONGLONG first = LONGLONG(f.pin().titleReader->startBlock) * kSector;
+  const DvdTitleReader& title = *OutputPinProbe::titleReader(f.pin());
+  const LONGLONG first = LONGLONG(title.startBlock) * kSector;
   const LONGLONG total = lengthOf(f);
-  ASSERT_EQ(total,
-            LONGLONG(f.pin().titleReader->endBlock - f.pin().titleReader->startBlock) * kSector);
+  ASSERT_EQ(total, LONGLONG(title.endBlock - title.startBlock) * kSector);
   ASSERT_GT(total, 3 * kSector);
   auto expect = [&](LONGLONG p, LONGLONG n) {
     return raw.substr(static_cast<std::size_t>(first + p), static_cast<std::size_t>(n));
@@ -280,12 +281,12 @@ TEST_F(StandardReads, DvdModeReplacesDroppedPacksWithPaddingInPlace) {
   Filter f;
   f.pin().AddAudioStream(temp.path("audio.ac3").c_str(), 0, 1);
   openDisc(f, 1);
-  ASSERT_EQ(f.pin().titleReader->audioSelect, 1);
+  ASSERT_EQ(OutputPinProbe::titleReader(f.pin())->audioSelect, 1);
   const std::string raw = disc();
-  const LONGLONG first = LONGLONG(f.pin().titleReader->startBlock) * kSector;
+  const DvdTitleReader& title = *OutputPinProbe::titleReader(f.pin());
+  const LONGLONG first = LONGLONG(title.startBlock) * kSector;
   const LONGLONG total = lengthOf(f);
-  ASSERT_EQ(total,
-            LONGLONG(f.pin().titleReader->endBlock - f.pin().titleReader->startBlock) * kSector);
+  ASSERT_EQ(total, LONGLONG(title.endBlock - title.startBlock) * kSector);
   HRESULT hr = E_PENDING;
   std::string whole;
   for (LONGLONG p = 0; p < total; p += 65536) {
@@ -331,7 +332,7 @@ TEST_F(StandardReads, SettingZeroKeepsTheForwardReadRules) {
   Filter f;
   ASSERT_EQ(f.load(list()), S_OK);
   ASSERT_EQ(f.configure(), S_OK);
-  EXPECT_FALSE(f.pin().standardReads);
+  EXPECT_FALSE(OutputPinProbe::standardReads(f.pin()));
   RangeSample s(0, 512, 512);
   EXPECT_EQ(f.reader->Request(&s, 1), E_NOTIMPL);
   IMediaSample* got = nullptr;

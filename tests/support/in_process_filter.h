@@ -13,6 +13,7 @@
 #include "com/com_support.h"
 #include "filter/source_filter.h"
 #include "filter/source_guids.h"
+#include "support/output_pin_probe.h"
 
 namespace com_tests {
 
@@ -57,7 +58,7 @@ inline void selectFirstProgramChain(InProcessFilter& f) {
   storeSetting("DvdPgc", 0);
   ASSERT_EQ(f.load(samplePath("dvd/VIDEO_TS/VTS_01_1.VOB")), S_OK);
   ASSERT_EQ(f.configure(), S_OK);
-  ASSERT_NE(f.pin().titleReader, nullptr);
+  ASSERT_NE(OutputPinProbe::titleReader(f.pin()), nullptr);
 }
 
 }  // namespace com_tests
