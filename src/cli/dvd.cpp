@@ -1,7 +1,6 @@
 // fennoria dvd: a program chain's (or one cell's) sector range from the
 // joined VOB files, optionally keeping one audio stream with the reader's own
-// pack test (DvdTitleReader::checkPacks), sector by sector as readFiltered
-// applies it.
+// sector filter (DvdTitleReader::filterSectors), as the filter applies it.
 #include <vector>
 
 #include "cli/cli.h"
@@ -77,28 +76,14 @@ int runDvd(const std::vector<std::string>& argv) {
     // is only exact for requests that stop at the end.
     std::int32_t want =
         static_cast<std::int32_t>(std::min<std::int64_t>(total - done, buffer.size()));
-    std::int32_t got = 0;
-    while (got < want) {
-      std::int32_t n = reader.readRange(buffer.data() + got, want - got);
-      if (n <= 0)
-        fail(disc.folder + "/" + disc.currentVob(),
-             "read failed at sector " +
-                 std::to_string(reader.startBlock + (done + got) / kSector) +
-                 " of the selection (truncated or unreadable VOB file?)");
-      got += n;
-    }
-    std::size_t keep = static_cast<std::size_t>(got);
-    if (filtered) {
-      keep = 0;
-      for (std::int32_t at = 0; at < got; at += kSector) {
-        std::uint8_t* sector = buffer.data() + at;
-        if (!reader.checkPacks(sector, 1)) continue;
-        if (buffer.data() + keep != sector)
-          std::copy(sector, sector + kSector, buffer.data() + keep);
-        keep += kSector;
-      }
-    }
-    out.write(buffer.data(), keep);
+    std::int32_t got = reader.readSectors(buffer.data(), want);
+    if (got < want)
+      fail(disc.folder + "/" + disc.currentVob(),
+           "read failed at sector " + std::to_string(reader.startBlock + (done + got) / kSector) +
+               " of the selection (truncated or unreadable VOB file?)");
+    std::int32_t kept =
+        reader.filterSectors(buffer.data(), got / kSector, DvdTitleReader::Refused::Dropped);
+    out.write(buffer.data(), static_cast<std::size_t>(kept) * kSector);
     done += got;
     progress.update(done, disc.currentVob());
   }

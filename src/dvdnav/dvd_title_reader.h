@@ -60,6 +60,20 @@ class DvdTitleReader {
   // Whether every one of the sectors passes the audio filter; rewrites the
   // stream id of the chosen MPEG audio stream to 0xC0 on the way.
   bool checkPacks(std::uint8_t* sectors, std::int32_t sectorCount) const;
+  // Every reader of whole sectors (the filtered read, random-access reads,
+  // the tool) goes through the two calls below, so that the range is read
+  // and the audio choice applied in one place.
+  // Reads `count` bytes of the range, asking again while the files give
+  // some; the count read, short when they gave out.
+  std::int32_t readSectors(std::uint8_t* buffer, std::int32_t count);
+  // What becomes of a sector that the audio choice refuses: left out, with
+  // the sectors after it moved up, or replaced by a padding pack, so that
+  // byte positions stay those of the range.
+  enum class Refused { Dropped, Padded };
+  // Applies the audio choice (none while audioSelect is negative) to
+  // `sectorCount` sectors in place; the number of sectors that remain.
+  std::int32_t filterSectors(std::uint8_t* sectors, std::int32_t sectorCount,
+                             Refused refused) const;
   // Chooses the audio to keep: `mode` 0 one AC-3 substream, 1 every MPEG
   // audio stream (no AC-3), 2 one MPEG audio stream; `stream` its number.
   void setAudio(std::int32_t mode, std::int32_t stream);

@@ -1,5 +1,6 @@
 // The reading half of the DVD title reader: the selected sector range of the
-// joined VOB files, read as bytes, and the audio pack filter.
+// joined VOB files, read as bytes or as whole sectors, and the audio pack
+// filter that drops or pads the sectors it refuses.
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -17,6 +18,21 @@ bool passesUnexamined(std::uint8_t streamId) {
     default:
       return false;
   }
+}
+
+// Makes the pack at `pack` a padding pack: its pack header stays, one
+// padding packet (stream id 0xBE) of 0xFF bytes fills the rest of the sector.
+void makePaddingPack(std::uint8_t* pack) {
+  std::int32_t header = 14 + (pack[13] & 7);
+  std::uint8_t* pes = pack + header;
+  std::int32_t payload = static_cast<std::int32_t>(kSector) - header - 6;
+  pes[0] = 0x00;
+  pes[1] = 0x00;
+  pes[2] = 0x01;
+  pes[3] = 0xBE;
+  pes[4] = static_cast<std::uint8_t>(payload >> 8);
+  pes[5] = static_cast<std::uint8_t>(payload & 0xFF);
+  std::memset(pes + 6, 0xFF, static_cast<std::size_t>(payload));
 }
 
 }  // namespace
@@ -94,6 +110,33 @@ bool DvdTitleReader::checkPacks(std::uint8_t* sectors, std::int32_t sectorCount)
   return true;
 }
 
+std::int32_t DvdTitleReader::readSectors(std::uint8_t* buffer, std::int32_t count) {
+  std::int32_t done = 0;
+  while (done < count) {
+    std::int32_t n = readRange(buffer + done, count - done);
+    if (n <= 0) break;
+    done += n;
+  }
+  return done;
+}
+
+std::int32_t DvdTitleReader::filterSectors(std::uint8_t* sectors, std::int32_t sectorCount,
+                                           Refused refused) const {
+  if (audioSelect < 0) return sectorCount;
+  std::int32_t kept = 0;
+  for (std::int32_t i = 0; i < sectorCount; ++i) {
+    std::uint8_t* sector = sectors + static_cast<std::int64_t>(i) * kSector;
+    if (!checkPacks(sector, 1)) {
+      if (refused == Refused::Dropped) continue;
+      makePaddingPack(sector);
+    }
+    std::uint8_t* place = sectors + static_cast<std::int64_t>(kept) * kSector;
+    if (place != sector) std::memmove(place, sector, static_cast<std::size_t>(kSector));
+    ++kept;
+  }
+  return kept;
+}
+
 std::int32_t DvdTitleReader::readFiltered(void* buffer, std::int32_t count) {
   if (isEnd()) return 0;
   if (audioSelect < 0) return readRange(buffer, count);
@@ -113,8 +156,8 @@ std::int32_t DvdTitleReader::readFiltered(void* buffer, std::int32_t count) {
   // give nothing more before the range ends, the loops stop rather than
   // wait for bytes that never come.
   while (!isEnd() && left >= kSector) {
-    if (readRange(out, static_cast<std::int32_t>(kSector)) <= 0) break;
-    if (checkPacks(out, 1)) {
+    if (readSectors(out, static_cast<std::int32_t>(kSector)) <= 0) break;
+    if (filterSectors(out, 1, Refused::Dropped) == 1) {
       out += kSector;
       left -= static_cast<std::int32_t>(kSector);
     }
@@ -123,8 +166,8 @@ std::int32_t DvdTitleReader::readFiltered(void* buffer, std::int32_t count) {
   // one sector; when the loop above stopped early with whole sectors still
   // to go, the read ends here.
   while (!isEnd() && left > 0 && left < kSector) {
-    if (readRange(carryBuffer.data(), static_cast<std::int32_t>(kSector)) <= 0) break;
-    if (checkPacks(carryBuffer.data(), 1)) {
+    if (readSectors(carryBuffer.data(), static_cast<std::int32_t>(kSector)) <= 0) break;
+    if (filterSectors(carryBuffer.data(), 1, Refused::Dropped) == 1) {
       std::memcpy(out, carryBuffer.data(), static_cast<std::size_t>(left));
       carryCount = static_cast<std::int32_t>(kSector) - left;
       left = 0;

@@ -11,21 +11,6 @@ namespace {
 
 constexpr std::int32_t kSector = dvdnav::sectorSize;
 
-// Makes the pack at `pack` a padding pack: its pack header stays, one
-// padding packet (stream id 0xBE) of 0xFF bytes fills the rest of the sector.
-void makePaddingPack(std::uint8_t* pack) {
-  std::int32_t header = 14 + (pack[13] & 7);
-  std::uint8_t* pes = pack + header;
-  std::int32_t payload = kSector - header - 6;
-  pes[0] = 0x00;
-  pes[1] = 0x00;
-  pes[2] = 0x01;
-  pes[3] = 0xBE;
-  pes[4] = static_cast<std::uint8_t>(payload >> 8);
-  pes[5] = static_cast<std::uint8_t>(payload & 0xFF);
-  std::memset(pes + 6, 0xFF, static_cast<std::size_t>(payload));
-}
-
 // The recorded length of file `index`; a list without lengths counts every
 // file as empty, as the inputer does.
 std::int64_t sizeOf(const FileList& list, std::int32_t index) {
@@ -123,15 +108,8 @@ std::int32_t RandomAccessReader::readSectors(std::int64_t position, std::int32_t
     std::int64_t sectorStart = at - at % kSector;
     titleReader_->seekRange(sectorStart);
     if (titleReader_->getRangePosition() != sectorStart) break;
-    std::int32_t got = 0;
-    while (got < kSector) {
-      std::int32_t n = titleReader_->readRange(sector_.data() + got, kSector - got);
-      if (n <= 0) break;
-      got += n;
-    }
-    if (got < kSector) break;
-    if (titleReader_->audioSelect >= 0 && !titleReader_->checkPacks(sector_.data(), 1))
-      makePaddingPack(sector_.data());
+    if (titleReader_->readSectors(sector_.data(), kSector) < kSector) break;
+    titleReader_->filterSectors(sector_.data(), 1, DvdTitleReader::Refused::Padded);
     std::int32_t offset = static_cast<std::int32_t>(at - sectorStart);
     std::int32_t take = std::min(kSector - offset, wanted - done);
     std::memcpy(buffer + done, sector_.data() + offset, static_cast<std::size_t>(take));

@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
+#ifndef _WIN32
+#include <unistd.h>
+#endif
 
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -8,8 +12,10 @@
 #include <vector>
 
 #include "dvdnav/dvd_title_reader.h"
+#include "platform/file.h"
 #include "support/packs.h"
 #include "support/scratch.h"
+#include "support/stand_in.h"
 
 using testing_support::makePack;
 using testing_support::PackLayout;
@@ -329,4 +335,84 @@ TEST_F(DvdTitleRange, NothingReadBeforeTheLastSectorLeavesTheSectorBufferAlone) 
   // The next read goes on where the files stand.
   EXPECT_EQ(readFiltered(2 * 2048 + 100), sector(0) + sector(1) + sector(2).substr(0, 100));
   EXPECT_EQ(reader.carryCount, 2048 - 100);
+}
+
+TEST_F(DvdTitleRange, ReadSectorsAsksUntilTheFilesGiveOut) {
+  makeVob(videoPacks(3));
+  reader.setSectorRange(0, 10);
+  std::string out(5 * 2048, '\x7E');
+  EXPECT_EQ(reader.readSectors(reinterpret_cast<std::uint8_t*>(out.data()), 5 * 2048), 3 * 2048);
+  EXPECT_EQ(out.substr(0, 3 * 2048), sector(0) + sector(1) + sector(2));
+  EXPECT_EQ(out.substr(3 * 2048), std::string(2 * 2048, '\x7E'));
+}
+
+#ifndef _WIN32
+namespace {
+// A device that answers its first read with 1,000 bytes and its second with
+// none, as a pipe or a network file may; later reads are whole again.
+int shortReads = 0;
+std::ptrdiff_t shortThenEmpty(int descriptor, void* bytes, std::size_t count) {
+  ++shortReads;
+  if (shortReads == 1) return ::read(descriptor, bytes, std::min<std::size_t>(count, 1000));
+  if (shortReads == 2) return 0;
+  return ::read(descriptor, bytes, count);
+}
+}  // namespace
+
+TEST_F(DvdTitleRange, ReadSectorsAsksAgainAfterAShortRead) {
+  makeVob(videoPacks(4));
+  reader.setSectorRange(0, 4);
+  std::string out(2 * 2048, '\0');
+  shortReads = 0;
+  {
+    testing_support::StandIn<platform::posix::ReadCall> standIn(platform::posix::readCall,
+                                                                &shortThenEmpty);
+    EXPECT_EQ(reader.readSectors(reinterpret_cast<std::uint8_t*>(out.data()), 2 * 2048),
+              2 * 2048);
+  }
+  EXPECT_GE(shortReads, 3);
+  EXPECT_EQ(out, sector(0) + sector(1));
+}
+#endif
+
+TEST_F(DvdTitleRange, FilterSectorsDropsTheRefusedAndMovesTheRestUp) {
+  makeVob({makePack({0xE0}), makePack({0xBD, 0x80}), makePack({0xBD, 0x81}), makePack({0xC2}),
+           makePack({0xBE})});
+  reader.setSectorRange(0, 5);
+  reader.audioSelect = 0;
+  reader.setAudio(0, 1);
+  std::string out(5 * 2048, '\0');
+  auto* bytes = reinterpret_cast<std::uint8_t*>(out.data());
+  ASSERT_EQ(reader.readSectors(bytes, 5 * 2048), 5 * 2048);
+  EXPECT_EQ(reader.filterSectors(bytes, 5, DvdTitleReader::Refused::Dropped), 3);
+  EXPECT_EQ(out.substr(0, 3 * 2048), sector(0) + sector(2) + sector(4));
+}
+
+TEST_F(DvdTitleRange, FilterSectorsPadsTheRefusedInPlace) {
+  makeVob({makePack({0xE0}), makePack({0xBD, 0x80, 3}), makePack({0xBD, 0x81})});
+  reader.setSectorRange(0, 3);
+  reader.audioSelect = 0;
+  reader.setAudio(0, 1);
+  std::string out(3 * 2048, '\0');
+  auto* bytes = reinterpret_cast<std::uint8_t*>(out.data());
+  ASSERT_EQ(reader.readSectors(bytes, 3 * 2048), 3 * 2048);
+  EXPECT_EQ(reader.filterSectors(bytes, 3, DvdTitleReader::Refused::Padded), 3);
+  EXPECT_EQ(out.substr(0, 2048), sector(0));
+  EXPECT_EQ(out.substr(2 * 2048), sector(2));
+  // The refused pack keeps its 14-byte header and 3 stuffing bytes; one
+  // padding packet of 2048 - 17 - 6 = 2025 bytes of 0xFF fills the rest.
+  const std::string padded = out.substr(2048, 2048);
+  EXPECT_EQ(padded.substr(0, 17), sector(1).substr(0, 17));
+  EXPECT_EQ(padded.substr(17, 6), std::string("\x00\x00\x01\xBE\x07\xE9", 6));
+  EXPECT_EQ(padded.substr(23), std::string(2025, '\xFF'));
+}
+
+TEST_F(DvdTitleRange, FilterSectorsWithoutAnAudioChoiceKeepsEverySector) {
+  makeVob({makePack({0xBD, 0x80}), makePack({0xC3})});
+  reader.setSectorRange(0, 2);
+  std::string out(2 * 2048, '\0');
+  auto* bytes = reinterpret_cast<std::uint8_t*>(out.data());
+  ASSERT_EQ(reader.readSectors(bytes, 2 * 2048), 2 * 2048);
+  EXPECT_EQ(reader.filterSectors(bytes, 2, DvdTitleReader::Refused::Dropped), 2);
+  EXPECT_EQ(out, sector(0) + sector(1));
 }
