@@ -1,4 +1,5 @@
 #include "platform/config_files.h"
+#include "platform/file.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -35,16 +36,8 @@ bool makeFolders(const std::string& folder) {
 }
 
 bool writeAll(int fd, const std::string& text) {
-  std::size_t done = 0;
-  while (done < text.size()) {
-    ssize_t n = ::write(fd, text.data() + done, text.size() - done);
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      return false;
-    }
-    done += static_cast<std::size_t>(n);
-  }
-  return true;
+  std::size_t written = 0;
+  return posix::writeFully(fd, text.data(), text.size(), &written) && written == text.size();
 }
 
 }  // namespace

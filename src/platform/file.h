@@ -95,6 +95,12 @@ using StatusCall = int (*)(int descriptor, struct ::stat* status);
 extern ReadCall readCall;
 extern WriteCall writeCall;
 extern StatusCall statusCall;
+
+// Writes `count` bytes through writeCall, again after a signal or a short
+// write; `written` gets the bytes taken. A descriptor that takes nothing
+// ends the loop with a short count rather than being asked forever. False
+// on any other error, errno telling it.
+bool writeFully(int descriptor, const void* bytes, std::size_t count, std::size_t* written);
 }  // namespace posix
 #endif
 

@@ -146,21 +146,28 @@ FileHandle openForWrite(const char* name, bool truncate) {
   return fd;
 }
 
-bool writeFile(FileHandle file, const void* buffer, std::uint32_t count, std::uint32_t* written) {
+bool posix::writeFully(int descriptor, const void* bytes, std::size_t count,
+                       std::size_t* written) {
   *written = 0;
-  const auto* bytes = static_cast<const unsigned char*>(buffer);
+  const auto* data = static_cast<const unsigned char*>(bytes);
   while (*written < count) {
-    std::ptrdiff_t n = posix::writeCall(toDescriptor(file), bytes + *written, count - *written);
+    std::ptrdiff_t n = writeCall(descriptor, data + *written, count - *written);
     if (n < 0) {
       if (errno == EINTR) continue;
-      return fail(errno);
+      return false;
     }
-    // A file that takes nothing would be asked again forever: report the
-    // short count instead, which callers already treat as bytes refused.
     if (n == 0) break;
-    *written += static_cast<std::uint32_t>(n);
+    *written += static_cast<std::size_t>(n);
   }
   return true;
+}
+
+bool writeFile(FileHandle file, const void* buffer, std::uint32_t count, std::uint32_t* written) {
+  std::size_t done = 0;
+  bool ok = posix::writeFully(toDescriptor(file), buffer, count, &done);
+  // A short count is what callers already treat as bytes refused.
+  *written = static_cast<std::uint32_t>(done);
+  return ok || fail(errno);
 }
 
 bool flushFile(FileHandle file) {

@@ -63,6 +63,10 @@ std::string normalisePath(const std::string& path);
 
 bool sameName(const std::string& a, const std::string& b);
 
+// `s` without the blanks (space, tab, carriage return) at its ends; the INI
+// files of the profile calls are trimmed the same way.
+std::string trim(const std::string& s);
+
 // The key stored under exactly `path` (normalised), or null.
 Key* findKey(Document& doc, const std::string& path);
 const Key* findKey(const Document& doc, const std::string& path);

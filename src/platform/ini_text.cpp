@@ -9,16 +9,6 @@ namespace ini {
 
 namespace {
 
-bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
-
-std::string trim(const std::string& s) {
-  std::size_t begin = 0;
-  std::size_t end = s.size();
-  while (begin < end && isBlank(s[begin])) ++begin;
-  while (end > begin && isBlank(s[end - 1])) --end;
-  return s.substr(begin, end - begin);
-}
-
 std::vector<std::string> splitLines(const std::string& text) {
   std::vector<std::string> lines;
   std::size_t pos = 0;
@@ -35,22 +25,22 @@ std::vector<std::string> splitLines(const std::string& text) {
 
 // The section name of a "[name]" line.
 bool sectionOf(const std::string& line, std::string* name) {
-  std::string t = trim(line);
+  std::string t = hive::trim(line);
   if (t.size() < 2 || t[0] != '[') return false;
   std::size_t close = t.find(']');
   if (close == std::string::npos) return false;
-  *name = trim(t.substr(1, close - 1));
+  *name = hive::trim(t.substr(1, close - 1));
   return true;
 }
 
 // The key and value of a "key=value" line.
 bool entryOf(const std::string& line, std::string* key, std::string* value) {
-  std::string t = trim(line);
+  std::string t = hive::trim(line);
   if (t.empty() || t[0] == ';') return false;
   std::size_t eq = t.find('=');
   if (eq == std::string::npos) return false;
-  *key = trim(t.substr(0, eq));
-  *value = trim(t.substr(eq + 1));
+  *key = hive::trim(t.substr(0, eq));
+  *value = hive::trim(t.substr(eq + 1));
   if (value->size() >= 2 && (value->front() == '"' || value->front() == '\'') &&
       value->back() == value->front())
     *value = value->substr(1, value->size() - 2);
@@ -65,12 +55,13 @@ bool lookup(const std::string& text, const std::string& section, const std::stri
   for (const std::string& line : splitLines(text)) {
     std::string name;
     if (sectionOf(line, &name)) {
-      inSection = hive::sameName(name, trim(section));
+      inSection = hive::sameName(name, hive::trim(section));
       continue;
     }
     std::string entryKey;
     std::string entryValue;
-    if (inSection && entryOf(line, &entryKey, &entryValue) && hive::sameName(entryKey, trim(key))) {
+    if (inSection && entryOf(line, &entryKey, &entryValue) &&
+        hive::sameName(entryKey, hive::trim(key))) {
       *value = entryValue;
       return true;
     }
@@ -89,7 +80,7 @@ std::string update(const std::string& text, const std::string& section, const ch
   for (const std::string& line : lines) {
     std::string name;
     if (sectionOf(line, &name)) {
-      inSection = hive::sameName(name, trim(section));
+      inSection = hive::sameName(name, hive::trim(section));
       if (inSection) {
         sectionSeen = true;
         if (!key) continue;  // the section goes, header and all
@@ -104,24 +95,24 @@ std::string update(const std::string& text, const std::string& section, const ch
       if (!key) continue;
       std::string entryKey;
       std::string entryValue;
-      if (entryOf(line, &entryKey, &entryValue) && hive::sameName(entryKey, trim(key))) {
-        if (value && !done) out.push_back(trim(key) + "=" + value);
+      if (entryOf(line, &entryKey, &entryValue) && hive::sameName(entryKey, hive::trim(key))) {
+        if (value && !done) out.push_back(hive::trim(key) + "=" + value);
         done = true;
         insertAt = out.size();
         continue;
       }
       out.push_back(line);
-      if (!trim(line).empty()) insertAt = out.size();
+      if (!hive::trim(line).empty()) insertAt = out.size();
       continue;
     }
     out.push_back(line);
   }
   if (key && value && !done) {
-    std::string entry = trim(key) + "=" + value;
+    std::string entry = hive::trim(key) + "=" + value;
     if (sectionSeen) {
       out.insert(out.begin() + static_cast<std::ptrdiff_t>(insertAt), entry);
     } else {
-      out.push_back("[" + trim(section) + "]");
+      out.push_back("[" + hive::trim(section) + "]");
       out.push_back(entry);
     }
   }

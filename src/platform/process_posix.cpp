@@ -7,6 +7,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "platform/file.h"
 #include "platform/process.h"
 
 namespace platform {
@@ -21,16 +22,8 @@ std::uint32_t monotonicMilliseconds() {
 }
 
 bool writeAll(int fd, const char* text, std::size_t length) {
-  std::size_t done = 0;
-  while (done < length) {
-    ssize_t n = ::write(fd, text + done, length - done);
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      return false;
-    }
-    done += static_cast<std::size_t>(n);
-  }
-  return true;
+  std::size_t written = 0;
+  return posix::writeFully(fd, text, length, &written) && written == length;
 }
 }  // namespace
 

@@ -65,6 +65,8 @@ TEST(PlatformFile, SeekBeyondFourGiBReportsTheHighWord) {
 
 #include <cerrno>
 
+#include "platform/config_files.h"
+#include "platform/process.h"
 #include "support/stand_in.h"
 
 using testing_support::StandIn;
@@ -113,6 +115,38 @@ TEST(PlatformFile, WriteThatTakesNothingEndsWithTheCountWritten) {
   EXPECT_EQ(writeCalls, 2);
   platform::closeFile(file);
   EXPECT_EQ(testing_support::readWholeFile(name), "abc");
+}
+
+TEST(PlatformFile, ReplacedTextFileThatTakesNothingFailsAndKeepsTheOldText) {
+  ScratchDir dir;
+  std::string name = dir.path("hive.reg");
+  ASSERT_TRUE(platform::replaceTextFile(name, "old text\n"));
+  writeCalls = 0;
+  bool replaced;
+  {
+    StandIn<platform::posix::WriteCall> standIn(platform::posix::writeCall, &takesThreeThenNothing);
+    replaced = platform::replaceTextFile(name, "new text\n");
+  }
+  EXPECT_FALSE(replaced);
+  EXPECT_EQ(writeCalls, 2);
+  EXPECT_EQ(testing_support::readWholeFile(name), "old text\n");
+}
+
+TEST(PlatformFile, LogFileThatTakesNothingReportsTheLineUnwritten) {
+  ScratchDir dir;
+  std::string name = dir.path("debug.log");
+  platform::LogFile log = platform::openLogFile(name.c_str());
+  ASSERT_NE(log, platform::kNoLogFile);
+  writeCalls = 0;
+  bool written;
+  {
+    StandIn<platform::posix::WriteCall> standIn(platform::posix::writeCall, &takesThreeThenNothing);
+    written = platform::writeLogFile(log, "a line\n", 7);
+  }
+  platform::closeLogFile(log);
+  EXPECT_FALSE(written);
+  EXPECT_EQ(writeCalls, 2);
+  EXPECT_EQ(testing_support::readWholeFile(name), "a l");
 }
 
 TEST(PlatformFile, FailedStatusQueryRefusesTheFileWithItsOwnError) {
