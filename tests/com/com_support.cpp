@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <sstream>
 
+#include "support/file_bytes.h"
+
 namespace com_tests {
 
 namespace {
@@ -64,6 +66,26 @@ HRESULT dllCanUnloadNow() {
 
 std::string samplePath(const std::string& relative) {
   return toWindows(std::string(FENNORIA_SAMPLES_DIR) + "/" + relative);
+}
+
+std::string writeClipList(const TempFolder& temp, const Clips& clips) {
+  std::string text;
+  for (const std::string& clip : clips)
+    text += (clip.empty() ? std::string() : samplePath("list/" + clip + ".mpg")) + "\r\n";
+  return temp.write("sample.lst", text);
+}
+
+std::string joinedTitleVobs() {
+  return testing_support::fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_1.VOB")) +
+         testing_support::fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_2.VOB")) +
+         testing_support::fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_3.VOB"));
+}
+
+std::string joinedClips(const Clips& clips) {
+  std::string bytes;
+  for (const std::string& clip : clips)
+    if (!clip.empty()) bytes += testing_support::fileBytes(samplePath("list/" + clip + ".mpg"));
+  return bytes;
 }
 
 std::wstring wide(const std::string& text) {

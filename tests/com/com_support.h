@@ -39,6 +39,17 @@ class TempFolder {
 
 bool fileExists(const std::string& path);
 
+// The sample clips (list/clipN.mpg) by short name: "clip1" and so on.
+using Clips = std::vector<std::string>;
+inline const Clips kAllClips = {"clip1", "clip2", "clip3"};
+// A list file "sample.lst" in `temp` naming the clips by their Windows
+// paths, each line ended by CR LF; an empty name is an empty line.
+std::string writeClipList(const TempFolder& temp, const Clips& clips = kAllClips);
+// The clips' bytes, joined (empty names add nothing).
+std::string joinedClips(const Clips& clips = kAllClips);
+// The sample disc's title set 1 (VTS_01_1.VOB to VTS_01_3.VOB), joined.
+std::string joinedTitleVobs();
+
 // The settings key the filter reads, written in the real registry of the
 // prefix and removed (with its parents when they are left empty) by
 // clearSettings().

@@ -18,9 +18,7 @@ TEST(FilterGraph, LoadsAListAndConnectsToAPullingSink) {
   {
     TempFolder temp;
     // Absolute names, so the list does not depend on the current folder.
-    std::string list = temp.write(
-        "sample.lst", samplePath("list/clip1.mpg") + "\r\n" + samplePath("list/clip2.mpg") +
-                          "\r\n\r\n" + samplePath("list/clip3.mpg") + "\r\n");
+    std::string list = writeClipList(temp, {"clip1", "clip2", "", "clip3"});
 
     IGraphBuilder* graph = nullptr;
     ASSERT_EQ(CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder,

@@ -34,13 +34,8 @@ std::string factsSha256(const std::string& chain) {
   return "";
 }
 
-// The sample disc's title set 1 VOBs joined, and the sector range of a
-// program chain in them, from the references' index.
-std::string titleSetOne() {
-  return fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_1.VOB")) +
-         fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_2.VOB")) +
-         fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_3.VOB"));
-}
+// The sector range of a program chain in the sample disc's title set 1,
+// from the references' index.
 std::pair<int, int> chainSectors(const std::string& chain) {
   std::ifstream in(samplePath("dvd/refs/index.txt"));
   std::string word, name;
@@ -151,15 +146,8 @@ class ReadPathGraph : public testing::Test {
     clearSettings();
     CoUninitialize();
   }
-  std::string list() {
-    return temp.write("sample.lst", samplePath("list/clip1.mpg") + "\r\n" +
-                                        samplePath("list/clip2.mpg") + "\r\n\r\n" +
-                                        samplePath("list/clip3.mpg") + "\r\n");
-  }
-  std::string joined() {
-    return fileBytes(samplePath("list/clip1.mpg")) + fileBytes(samplePath("list/clip2.mpg")) +
-           fileBytes(samplePath("list/clip3.mpg"));
-  }
+  std::string list() { return writeClipList(temp, {"clip1", "clip2", "", "clip3"}); }
+  std::string joined() { return joinedClips(); }
   TempFolder temp;
 };
 
@@ -279,7 +267,7 @@ TEST_F(ReadPathGraph, DvdOneAudioTrackDeliversTheStreamWithoutTheOtherAudio) {
   EXPECT_FALSE(fileExists(audio));
   EXPECT_FALSE(fileExists(track));
   // The chain's packs without those of the MPEG audio stream, pack by pack.
-  const std::string disc = titleSetOne();
+  const std::string disc = joinedTitleVobs();
   const auto range = chainSectors("vts.1.pgc.1");
   ASSERT_EQ(range.first, 0);
   std::vector<std::string> kept;
@@ -451,7 +439,7 @@ TEST_F(ReadPathGraph, DvdSyncReadOfLessThanASectorDropsTheRestOfEachSector) {
   // second the next 1,000 from the carry, and the 48 left are dropped.
   Played p = play(vobs, PullSink::Mode::Plain, 1000, nothing);
   ASSERT_TRUE(p.finished);
-  const std::string disc = titleSetOne();
+  const std::string disc = joinedTitleVobs();
   const auto range = chainSectors("vts.1.pgc.1");
   std::string expected;
   for (int s = range.first; s <= range.second; ++s)

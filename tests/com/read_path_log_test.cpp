@@ -77,10 +77,7 @@ class ReadPathLog : public testing::Test {
     return logged();
   }
   static constexpr LONGLONG kChain = 190 * 2048;  // the first chain's range
-  std::string list() {
-    return temp.write("sample.lst", samplePath("list/clip1.mpg") + "\r\n" +
-                                        samplePath("list/clip2.mpg") + "\r\n");
-  }
+  std::string list() { return writeClipList(temp, {"clip1", "clip2"}); }
   void setDword(const char* name, DWORD value) {
     RegSetKeyValueA(HKEY_LOCAL_MACHINE, key_.c_str(), name, REG_DWORD, &value, sizeof value);
   }

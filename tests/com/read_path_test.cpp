@@ -39,15 +39,8 @@ class ReadPath : public testing::Test {
     clearSettings();
     CoUninitialize();
   }
-  std::string list() {
-    return temp.write("sample.lst", samplePath("list/clip1.mpg") + "\r\n" +
-                                        samplePath("list/clip2.mpg") + "\r\n" +
-                                        samplePath("list/clip3.mpg") + "\r\n");
-  }
-  std::string joined() {
-    return fileBytes(samplePath("list/clip1.mpg")) + fileBytes(samplePath("list/clip2.mpg")) +
-           fileBytes(samplePath("list/clip3.mpg"));
-  }
+  std::string list() { return writeClipList(temp); }
+  std::string joined() { return joinedClips(); }
   std::string read(Filter& f, LONGLONG position, LONG length) {
     std::string out(static_cast<std::size_t>(length), '\0');
     EXPECT_EQ(f.pin().SyncRead(position, length, reinterpret_cast<BYTE*>(&out[0])), S_OK);
@@ -68,9 +61,7 @@ TEST_F(ReadPath, OutputPinEndOfStreamFlagIsSticky) {
   RangeSample tail(total - 4096, 6144, 6144);
   EXPECT_EQ(f.pin().SyncReadAligned(&tail), S_OK);
   EXPECT_EQ(tail.actual, 4096);
-  std::string disc = fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_1.VOB")) +
-                     fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_2.VOB")) +
-                     fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_3.VOB"));
+  std::string disc = joinedTitleVobs();
   const LONGLONG first = LONGLONG(OutputPinProbe::titleReader(f.pin())->startBlock) * 2048;
   EXPECT_EQ(tail.bytes(), disc.substr(static_cast<std::size_t>(first + total - 4096), 4096));
   EXPECT_TRUE(OutputPinProbe::endOfStream(f.pin()));

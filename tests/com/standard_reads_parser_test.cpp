@@ -12,7 +12,6 @@
 #include <string>
 
 #include "com/com_support.h"
-#include "support/file_bytes.h"
 #include "fennoria/source_control.h"
 #include "filter/source_guids.h"
 #include "support/sha256.h"
@@ -30,7 +29,6 @@ const CLSID kSampleGrabber = {0xC1F400A0, 0x3F08, 0x11D3,
 const CLSID kNullRenderer = {0xC1F400A4, 0x3F08, 0x11D3,
                               {0x9F, 0x0B, 0x00, 0x60, 0x08, 0x03, 0x9E, 0x37}};
 
-using testing_support::fileBytes;
 
 // Counts the video frames that pass the grabber and hashes each of them.
 class FrameCounter : public ISampleGrabberCB {
@@ -216,14 +214,9 @@ class StandardReadsParser : public testing::Test {
 }  // namespace
 
 TEST_F(StandardReadsParser, GstSplitterDecodesTheListAsFromTheFileSource) {
-  const std::string list =
-      temp.write("sample.lst", samplePath("list/clip1.mpg") + "\r\n" +
-                                   samplePath("list/clip2.mpg") + "\r\n" +
-                                   samplePath("list/clip3.mpg") + "\r\n");
+  const std::string list = writeClipList(temp);
   const std::string joined =
-      temp.write("joined.mpg", fileBytes(samplePath("list/clip1.mpg")) +
-                                   fileBytes(samplePath("list/clip2.mpg")) +
-                                   fileBytes(samplePath("list/clip3.mpg")));
+temp.write("joined.mpg", joinedClips());
   Decoded reference = decode(CLSID_AsyncReader, joined);
   ASSERT_EQ(reference.connect, S_OK);
   ASSERT_EQ(reference.videoConnect, S_OK);
@@ -245,9 +238,7 @@ TEST_F(StandardReadsParser, GstSplitterDecodesTheProgramChainAsFromTheFileSource
   storeSetting("DvdTitle", 1);
   storeSetting("DvdPgc", 0);
   // Program chain 1 of title set 1: sectors 0 to 189 of the joined VOBs.
-  const std::string disc = fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_1.VOB")) +
-                           fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_2.VOB")) +
-                           fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_3.VOB"));
+  const std::string disc = joinedTitleVobs();
   ASSERT_GE(disc.size(), 190u * 2048);
   const std::string chain = temp.write("chain.mpg", disc.substr(0, 190 * 2048));
   Decoded reference = decode(CLSID_AsyncReader, chain);
@@ -270,10 +261,7 @@ TEST_F(StandardReadsParser, GstSplitterDecodesTheProgramChainAsFromTheFileSource
 // does not connect, so nothing is decoded.
 TEST_F(StandardReadsParser, WithoutTheSettingTheSplitterDoesNotConnect) {
   clearSettings();
-  const std::string list =
-      temp.write("sample.lst", samplePath("list/clip1.mpg") + "\r\n" +
-                                   samplePath("list/clip2.mpg") + "\r\n" +
-                                   samplePath("list/clip3.mpg") + "\r\n");
+  const std::string list = writeClipList(temp);
   Decoded ours = decode(CLSID_FennoriaSource, list);
   EXPECT_TRUE(FAILED(ours.connect)) << std::hex << ours.connect;
   EXPECT_FALSE(ours.completed);
@@ -284,9 +272,7 @@ TEST_F(StandardReadsParser, WithOneAudioStreamChosenTheSplitterFindsOneAudioStre
   storeSetting("DvdReadMode", 1);
   storeSetting("DvdTitle", 1);
   storeSetting("DvdPgc", 0);
-  const std::string disc = fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_1.VOB")) +
-                           fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_2.VOB")) +
-                           fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_3.VOB"));
+  const std::string disc = joinedTitleVobs();
   const std::string chain = temp.write("chain.mpg", disc.substr(0, 190 * 2048));
   // The program chain itself carries more than one audio stream.
   Decoded reference = decode(CLSID_AsyncReader, chain);

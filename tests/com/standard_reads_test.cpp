@@ -55,20 +55,9 @@ class StandardReads : public testing::Test {
     clearSettings();
     CoUninitialize();
   }
-  std::string list() {
-    return temp.write("sample.lst", samplePath("list/clip1.mpg") + "\r\n" +
-                                        samplePath("list/clip2.mpg") + "\r\n" +
-                                        samplePath("list/clip3.mpg") + "\r\n");
-  }
-  std::string joined() {
-    return fileBytes(samplePath("list/clip1.mpg")) + fileBytes(samplePath("list/clip2.mpg")) +
-           fileBytes(samplePath("list/clip3.mpg"));
-  }
-  std::string disc() {
-    return fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_1.VOB")) +
-           fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_2.VOB")) +
-           fileBytes(samplePath("dvd/VIDEO_TS/VTS_01_3.VOB"));
-  }
+  std::string list() { return writeClipList(temp); }
+  std::string joined() { return joinedClips(); }
+  std::string disc() { return joinedTitleVobs(); }
   void openList(Filter& f) {
     ASSERT_EQ(f.load(list()), S_OK);
     ASSERT_EQ(f.configure(), S_OK);
