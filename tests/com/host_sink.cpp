@@ -15,56 +15,8 @@ const CLSID kHostSinkClsid = {
 constexpr REFERENCE_TIME kUnitsPerByte = 10000000;
 }  // namespace
 
-HostSinkPin::HostSinkPin(HostSink* filter, CRITICAL_SECTION* lock)
-    : dshow::BasePin(filter, lock, L"Input", PINDIR_INPUT) {}
-
-HostSinkPin::~HostSinkPin() {
-  if (reader) reader->Release();
-}
-
-HRESULT HostSinkPin::GetMediaType(int position, AM_MEDIA_TYPE* type) {
-  if (!type) return E_POINTER;
-  if (position < 0) return E_INVALIDARG;
-  return VFW_S_NO_MORE_ITEMS;
-}
-
-HRESULT HostSinkPin::CheckMediaType(const AM_MEDIA_TYPE* type) {
-  return type && IsEqualGUID(type->majortype, MEDIATYPE_Stream) ? S_OK : S_FALSE;
-}
-
-HRESULT STDMETHODCALLTYPE HostSinkPin::ReceiveConnection(IPin* connector,
-                                                         const AM_MEDIA_TYPE* type) {
-  if (!connector || !type) return E_POINTER;
-  if (connected_) return VFW_E_ALREADY_CONNECTED;
-  if (CheckMediaType(type) != S_OK) return VFW_E_TYPE_NOT_ACCEPTED;
-  IAsyncReader* source = nullptr;
-  if (FAILED(connector->QueryInterface(IID_IAsyncReader, reinterpret_cast<void**>(&source))))
-    return VFW_E_NO_TRANSPORT;
-  if (reader) reader->Release();
-  reader = source;
-  connected_ = connector;
-  connected_->AddRef();
-  mediaType_ = *type;
-  mediaType_.pbFormat = nullptr;
-  mediaType_.cbFormat = 0;
-  mediaType_.pUnk = nullptr;
-  return S_OK;
-}
-
-HRESULT STDMETHODCALLTYPE HostSinkPin::Disconnect() {
-  HRESULT hr = BasePin::Disconnect();
-  if (hr == S_OK && reader) {
-    reader->Release();
-    reader = nullptr;
-  }
-  return hr;
-}
-
 HostSink::HostSink(Mode mode, long sampleSize)
-    : dshow::BaseFilter(nullptr, kHostSinkClsid, initialised(&lock)),
-      pin(this, &lock),
-      mode_(mode),
-      sampleSize_(sampleSize) {}
+    : StreamSink(kHostSinkClsid), mode_(mode), sampleSize_(sampleSize) {}
 
 HostSink::~HostSink() {
   if (thread_) {
@@ -73,7 +25,6 @@ HostSink::~HostSink() {
     // for without end: the test has already failed on it.
     if (WaitForSingleObject(thread_, 5000) == WAIT_OBJECT_0) CloseHandle(thread_);
   }
-  DeleteCriticalSection(&lock);
 }
 
 HRESULT STDMETHODCALLTYPE HostSink::NonDelegatingQueryInterface(REFIID iid, void** object) {

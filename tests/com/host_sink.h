@@ -15,31 +15,12 @@
 #include <functional>
 #include <string>
 
-#include "dshow/base_filter.h"
-#include "dshow/base_pin.h"
+#include "support/stream_sink.h"
 
 namespace com_tests {
 
-class HostSink;
-
-class HostSinkPin : public dshow::BasePin {
- public:
-  HostSinkPin(HostSink* filter, CRITICAL_SECTION* lock);
-  ~HostSinkPin() override;
-
-  HRESULT GetMediaType(int position, AM_MEDIA_TYPE* type) override;
-  HRESULT CheckMediaType(const AM_MEDIA_TYPE* type) override;
-  HRESULT STDMETHODCALLTYPE ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) override;
-  HRESULT STDMETHODCALLTYPE Disconnect() override;
-  HRESULT STDMETHODCALLTYPE EndOfStream() override { return S_OK; }
-  HRESULT STDMETHODCALLTYPE BeginFlush() override { return S_OK; }
-  HRESULT STDMETHODCALLTYPE EndFlush() override { return S_OK; }
-  IPin* peer() const { return connected_; }
-
-  IAsyncReader* reader = nullptr;
-};
-
-class HostSink : public dshow::BaseFilter, public IAMFilterMiscFlags {
+class HostSink : public testing_support::StreamSink<testing_support::StreamSinkPin>,
+                 public IAMFilterMiscFlags {
  public:
   enum class Mode { Aligned, Plain };
   HostSink(Mode mode, long sampleSize);
@@ -48,9 +29,6 @@ class HostSink : public dshow::BaseFilter, public IAMFilterMiscFlags {
   DSHOW_DELEGATING_UNKNOWN
   HRESULT STDMETHODCALLTYPE NonDelegatingQueryInterface(REFIID iid, void** object) override;
   ULONG STDMETHODCALLTYPE GetMiscFlags() override { return AM_FILTER_MISC_FLAGS_IS_RENDERER; }
-
-  int GetPinCount() override { return 1; }
-  dshow::BasePin* GetPin(int n) override { return n == 0 ? &pin : nullptr; }
 
   // The pull starts in Run, or already in Pause when pullFromPause is set
   // (as parsers do, which preroll while the graph pauses).
@@ -88,19 +66,12 @@ class HostSink : public dshow::BaseFilter, public IAMFilterMiscFlags {
   bool stopTimedOut = false;   // a Stop found the pull still running
   long pulls = 0;              // pulls started since the sink was made
 
-  CRITICAL_SECTION lock;
-  HostSinkPin pin;
-
  private:
   static DWORD WINAPI pullThread(void* self);
   void pull();
   void waitForTheSourceToRun();
   void startPull();
   void notifyComplete();
-  static CRITICAL_SECTION* initialised(CRITICAL_SECTION* section) {
-    InitializeCriticalSection(section);
-    return section;
-  }
   Mode mode_;
   long sampleSize_;
   HANDLE thread_ = nullptr;

@@ -13,65 +13,23 @@ const CLSID kPullSinkClsid = {
 constexpr REFERENCE_TIME kUnitsPerByte = 10000000;
 }  // namespace
 
-PullPin::PullPin(PullSink* filter, CRITICAL_SECTION* lock)
-    : dshow::BasePin(filter, lock, L"Input", PINDIR_INPUT) {}
-
 PullPin::~PullPin() {
   if (allocator) allocator->Release();
-  if (reader) reader->Release();
 }
 
-HRESULT PullPin::GetMediaType(int position, AM_MEDIA_TYPE* type) {
-  if (!type) return E_POINTER;
-  if (position < 0) return E_INVALIDARG;
-  return VFW_S_NO_MORE_ITEMS;
-}
-
-HRESULT PullPin::CheckMediaType(const AM_MEDIA_TYPE* type) {
-  return type && IsEqualGUID(type->majortype, MEDIATYPE_Stream) ? S_OK : S_FALSE;
-}
-
-HRESULT STDMETHODCALLTYPE PullPin::ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) {
-  if (!connector || !type) return E_POINTER;
-  if (connected_) return VFW_E_ALREADY_CONNECTED;
-  if (CheckMediaType(type) != S_OK) return VFW_E_TYPE_NOT_ACCEPTED;
-  IAsyncReader* source = nullptr;
-  if (FAILED(connector->QueryInterface(IID_IAsyncReader, reinterpret_cast<void**>(&source))))
-    return VFW_E_NO_TRANSPORT;
-  if (reader) reader->Release();
-  reader = source;
-  connected_ = connector;
-  connected_->AddRef();
-  mediaType_ = *type;
-  mediaType_.pbFormat = nullptr;
-  mediaType_.cbFormat = 0;
-  mediaType_.pUnk = nullptr;
-  return S_OK;
-}
-
-HRESULT STDMETHODCALLTYPE PullPin::Disconnect() {
-  HRESULT hr = BasePin::Disconnect();
-  if (hr == S_OK) {
-    if (reader) reader->Release();
-    reader = nullptr;
-    if (allocator) allocator->Release();
-    allocator = nullptr;
-  }
-  return hr;
+void PullPin::disconnected() {
+  if (allocator) allocator->Release();
+  allocator = nullptr;
 }
 
 PullSink::PullSink(Mode mode, long sampleSize)
-    : dshow::BaseFilter(nullptr, kPullSinkClsid, initialised(&lock)),
-      pin(this, &lock),
-      mode_(mode),
-      sampleSize_(sampleSize) {}
+    : StreamSink(kPullSinkClsid), mode_(mode), sampleSize_(sampleSize) {}
 
 PullSink::~PullSink() {
   if (thread_) {
     WaitForSingleObject(thread_, INFINITE);
     CloseHandle(thread_);
   }
-  DeleteCriticalSection(&lock);
 }
 
 HRESULT STDMETHODCALLTYPE PullSink::Run(REFERENCE_TIME start) {

@@ -12,39 +12,29 @@
 #include <string>
 #include <vector>
 
-#include "dshow/base_filter.h"
-#include "dshow/base_pin.h"
+#include "support/stream_sink.h"
 
 namespace com_tests {
 
-class PullSink;
-
-class PullPin : public dshow::BasePin {
+class PullPin : public testing_support::StreamSinkPin {
  public:
-  PullPin(PullSink* filter, CRITICAL_SECTION* lock);
+  using StreamSinkPin::StreamSinkPin;
   ~PullPin() override;
 
-  HRESULT GetMediaType(int position, AM_MEDIA_TYPE* type) override;
-  HRESULT CheckMediaType(const AM_MEDIA_TYPE* type) override;
-  HRESULT STDMETHODCALLTYPE ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) override;
-  HRESULT STDMETHODCALLTYPE Disconnect() override;
-  HRESULT STDMETHODCALLTYPE EndOfStream() override { return S_OK; }
-  HRESULT STDMETHODCALLTYPE BeginFlush() override { return S_OK; }
-  HRESULT STDMETHODCALLTYPE EndFlush() override { return S_OK; }
-
-  IAsyncReader* reader = nullptr;
+  // The allocator of the aligned pull, kept until the pin is disconnected.
   IMemAllocator* allocator = nullptr;
   HRESULT allocatorResult = E_FAIL;
   ALLOCATOR_PROPERTIES granted{};
+
+ protected:
+  void disconnected() override;
 };
 
-class PullSink : public dshow::BaseFilter {
+class PullSink : public testing_support::StreamSink<PullPin> {
  public:
   enum class Mode { Aligned, Plain };
   PullSink(Mode mode, long sampleSize);
   ~PullSink() override;
-  int GetPinCount() override { return 1; }
-  dshow::BasePin* GetPin(int n) override { return n == 0 ? &pin : nullptr; }
 
   // The pull starts when the graph runs; Stop waits for it to end.
   HRESULT STDMETHODCALLTYPE Run(REFERENCE_TIME start) override;
@@ -71,16 +61,9 @@ class PullSink : public dshow::BaseFilter {
   HRESULT failure = S_OK;  // the first unexpected result, S_OK if none
   HRESULT endResult = E_FAIL;  // one more read past the end
 
-  CRITICAL_SECTION lock;
-  PullPin pin;
-
  private:
   static DWORD WINAPI pullThread(void* self);
   void pull();
-  static CRITICAL_SECTION* initialised(CRITICAL_SECTION* section) {
-    InitializeCriticalSection(section);
-    return section;
-  }
   Mode mode_;
   long sampleSize_;
   HANDLE thread_ = nullptr;

@@ -6,28 +6,15 @@
 #include <windows.h>
 #include <dshow.h>
 
-#include <cstdint>
 #include <string>
 
-#include "dshow/base_filter.h"
-#include "dshow/base_pin.h"
+#include "support/stream_sink.h"
 
 namespace com_tests {
 
-class TestSink;
-
-class SinkPin : public dshow::BasePin {
+class TestSinkPin : public testing_support::StreamSinkPin {
  public:
-  SinkPin(TestSink* filter, CRITICAL_SECTION* lock);
-  ~SinkPin() override;
-
-  HRESULT GetMediaType(int position, AM_MEDIA_TYPE* type) override;
-  HRESULT CheckMediaType(const AM_MEDIA_TYPE* type) override;
-  HRESULT STDMETHODCALLTYPE ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) override;
-  HRESULT STDMETHODCALLTYPE Disconnect() override;
-  HRESULT STDMETHODCALLTYPE EndOfStream() override { return S_OK; }
-  HRESULT STDMETHODCALLTYPE BeginFlush() override { return S_OK; }
-  HRESULT STDMETHODCALLTYPE EndFlush() override { return S_OK; }
+  using StreamSinkPin::StreamSinkPin;
 
   // What the pull during the connection saw.
   bool pulledInTime = false;
@@ -36,27 +23,19 @@ class SinkPin : public dshow::BasePin {
   LONGLONG available = -1;
   HRESULT readResult = E_FAIL;
   std::string firstBytes;
-  IAsyncReader* reader = nullptr;
+
+ protected:
+  // Pulls on a thread of its own and refuses the connection when the pull
+  // does not end in time.
+  HRESULT readerTaken() override;
 
  private:
   static DWORD WINAPI pull(void* self);
 };
 
-class TestSink : public dshow::BaseFilter {
+class TestSink : public testing_support::StreamSink<TestSinkPin> {
  public:
   TestSink();
-  ~TestSink() override;
-  int GetPinCount() override { return 1; }
-  dshow::BasePin* GetPin(int n) override { return n == 0 ? &pin : nullptr; }
-
-  CRITICAL_SECTION lock;
-  SinkPin pin;
-
- private:
-  static CRITICAL_SECTION* initialised(CRITICAL_SECTION* section) {
-    InitializeCriticalSection(section);
-    return section;
-  }
 };
 
 }  // namespace com_tests

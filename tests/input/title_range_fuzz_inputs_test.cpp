@@ -3,44 +3,19 @@
 // that the sanitized test program checks them on every run.
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <string>
-#include <vector>
-
 #define FENNORIA_FUZZ_REPLAY_ONLY
 #include "../../fuzz/title_range_fuzz.cpp"
-#include "support/scratch.h"
+#include "support/fuzz_inputs.h"
 
-namespace {
-
-std::vector<std::filesystem::path> keptInputs(const std::string& folder) {
-  std::vector<std::filesystem::path> files;
-  std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(folder, error))
-    if (entry.is_regular_file()) files.push_back(entry.path());
-  return files;
-}
-
-void replay(const std::vector<std::filesystem::path>& files) {
-  for (const auto& file : files) {
-    SCOPED_TRACE(file.filename().string());
-    std::string bytes = testing_support::readWholeFile(file.string());
-    ASSERT_FALSE(bytes.empty());
-    EXPECT_EQ(title_range_fuzz::runOne(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()),
-              0);
-  }
-}
-
-const std::string kFuzz = std::string(FENNORIA_SAMPLES_DIR) + "/../fuzz";
-
-}  // namespace
+using testing_support::keptFuzzInputs;
+using testing_support::replayFuzzInputs;
 
 TEST(TitleRangeFuzzInputs, SeedsRunCleanly) {
-  auto seeds = keptInputs(kFuzz + "/corpus/title_range_fuzz");
+  auto seeds = keptFuzzInputs("corpus", "title_range_fuzz");
   ASSERT_FALSE(seeds.empty());
-  replay(seeds);
+  replayFuzzInputs(seeds, title_range_fuzz::runOne);
 }
 
 TEST(TitleRangeFuzzInputs, KeptRegressionsRunCleanly) {
-  replay(keptInputs(kFuzz + "/regressions/title_range_fuzz"));
+  replayFuzzInputs(keptFuzzInputs("regressions", "title_range_fuzz"), title_range_fuzz::runOne);
 }
