@@ -2,24 +2,22 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <system_error>
+#include <vector>
 
 #include "support/scratch.h"
 
 namespace testing_support {
 
-std::vector<std::filesystem::path> keptFuzzInputs(const std::string& kind,
-                                                  const std::string& target) {
+void replayFuzzInputs(const std::string& kind, const std::string& target, FuzzEntry entry,
+                      EmptyInputs empty) {
   const std::string folder = std::string(FENNORIA_SAMPLES_DIR) + "/../fuzz/" + kind + "/" + target;
   std::vector<std::filesystem::path> files;
   std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(folder, error))
-    if (entry.is_regular_file()) files.push_back(entry.path());
-  return files;
-}
-
-void replayFuzzInputs(const std::vector<std::filesystem::path>& files, FuzzEntry entry,
-                      EmptyInputs empty) {
+  for (const auto& item : std::filesystem::directory_iterator(folder, error))
+    if (item.is_regular_file()) files.push_back(item.path());
+  ASSERT_FALSE(files.empty()) << "no inputs in " << folder;
   for (const auto& file : files) {
     SCOPED_TRACE(file.filename().string());
     std::string bytes = readWholeFile(file.string());

@@ -6,26 +6,21 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <filesystem>
 #include <string>
-#include <vector>
 
 namespace testing_support {
 
 // A harness's entry: 0 for an input that ran cleanly.
 using FuzzEntry = int (*)(const std::uint8_t* data, std::size_t size);
 
-// The files of fuzz/<kind>/<target>, kind "corpus" or "regressions"; none
-// when the folder does not exist.
-std::vector<std::filesystem::path> keptFuzzInputs(const std::string& kind,
-                                                  const std::string& target);
-
 // Whether an empty file is an input of the harness or a mistake.
 enum class EmptyInputs { Refused, Replayed };
 
-// Runs every file through `entry` and expects 0 of each, naming the file in
-// a failure. A refused empty file fails and ends the replay.
-void replayFuzzInputs(const std::vector<std::filesystem::path>& files, FuzzEntry entry,
+// Runs every file of fuzz/<kind>/<target> (kind "corpus" or "regressions")
+// through `entry` and expects 0 of each, naming the file in a failure. A
+// folder without inputs fails, and so does a refused empty file, which ends
+// the replay.
+void replayFuzzInputs(const std::string& kind, const std::string& target, FuzzEntry entry,
                       EmptyInputs empty = EmptyInputs::Refused);
 
 }  // namespace testing_support
