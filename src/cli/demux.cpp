@@ -55,26 +55,12 @@ constexpr std::size_t kChunkSize = 512 * VobDemuxer::packSize;
 constexpr int kChunksAhead = 6;
 constexpr std::size_t kOutputBuffer = 1024 * 1024;
 
-// Calls `read` until `want` bytes are in `buffer` or it gives no more.
-template <typename Read>
-std::int32_t readFully(std::uint8_t* buffer, std::int32_t want, Read read) {
-  std::int32_t got = 0;
-  while (got < want) {
-    std::int32_t n = read(buffer + got, want - got);
-    if (n <= 0) break;
-    got += n;
-  }
-  return got;
-}
-
 // Reads at an offset of the selected range, through a reader of its own.
 ReadAhead::Source discSource(std::shared_ptr<Disc> disc) {
   return [disc](std::int64_t offset, std::uint8_t* buffer, std::int32_t want, std::string* where) {
     DvdTitleReader& reader = *disc->reader;
     reader.seekRange(offset);
-    std::int32_t got = readFully(buffer, want, [&reader](std::uint8_t* at, std::int32_t count) {
-      return reader.readRange(at, count);
-    });
+    std::int32_t got = reader.readSectors(buffer, want);
     *where = disc->currentVob();
     return got;
   };
@@ -85,9 +71,14 @@ ReadAhead::Source fileSource(std::shared_ptr<mpdx::IFileStream> file, const std:
                       std::string* where) {
     file->seek(offset);
     *where = name;
-    return readFully(buffer, want, [&file](std::uint8_t* at, std::int32_t count) {
-      return file->read(at, static_cast<std::uint32_t>(count));
-    });
+    // Asked again until full: a short read is not yet the end of the file.
+    std::int32_t got = 0;
+    while (got < want) {
+      std::int32_t n = file->read(buffer + got, static_cast<std::uint32_t>(want - got));
+      if (n <= 0) break;
+      got += n;
+    }
+    return got;
   };
 }
 
