@@ -9,6 +9,11 @@
 // IAsyncReader lives on a sub-object of its own, because IPin and
 // IAsyncReader both declare BeginFlush and EndFlush; QueryInterface reaches
 // it through the pin.
+//
+// One class, one file per concept: type and configuration here
+// (output_pin.cpp), the control interface (output_pin_control.cpp), the
+// forward reads (output_pin_reads.cpp), and the pin's side of random-access
+// reads (output_pin_standard_reads.cpp), whose queue is a StandardReader.
 #pragma once
 
 #include <windows.h>
