@@ -17,7 +17,10 @@ add_executable(fennoria ${FENNORIA_CLI_SOURCES})
 find_package(Threads REQUIRED)
 target_link_libraries(fennoria PRIVATE fennoria_core Threads::Threads)
 target_compile_options(fennoria PRIVATE ${FENNORIA_WARNINGS})
-target_compile_definitions(fennoria PRIVATE FENNORIA_VERSION="${PROJECT_VERSION}")
+# The version it prints comes from project(VERSION ...).
+target_include_directories(fennoria PRIVATE ${FENNORIA_GENERATED_DIR})
 if(WIN32)
   target_link_libraries(fennoria PRIVATE advapi32)
+  fennoria_version_resource(fennoria fennoria.exe
+    "Ormelund Fennoria command-line tool" VFT_APP)
 endif()

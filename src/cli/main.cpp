@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cli/cli.h"
+#include "fennoria_version.h"
 #include "platform/message_box.h"
 
 namespace {
@@ -14,6 +15,7 @@ const char* kHelp =
     "fennoria - join media lists, extract and demultiplex DVD program chains\n"
     "\n"
     "usage: fennoria COMMAND [OPTIONS]   (fennoria COMMAND --help for each)\n"
+    "       fennoria --version            the version, as one line\n"
     "\n"
     "commands:\n"
     "  cat LIST_OR_FILE [-o OUT]         the list's files joined into one stream\n"

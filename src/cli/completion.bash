@@ -1,0 +1,76 @@
+# bash completion for fennoria: subcommands, each subcommand's options (as
+# its --help gives them), the config actions and names, and files or
+# folders where a subcommand takes them. Uses plain bash only.
+
+_fennoria() {
+    local cur prev command i
+    COMPREPLY=()
+    cur=${COMP_WORDS[COMP_CWORD]}
+    prev=${COMP_WORDS[COMP_CWORD-1]}
+
+    command=
+    for ((i = 1; i < COMP_CWORD; i++)); do
+        case ${COMP_WORDS[i]} in
+            -*) ;;
+            *) command=${COMP_WORDS[i]}; break ;;
+        esac
+    done
+
+    if [[ -z $command ]]; then
+        COMPREPLY=($(compgen -W 'cat dvd demux ifo info config help --help --version' -- "$cur"))
+        return 0
+    fi
+
+    local options
+    case $command in
+        cat) options='-o --output -q --quiet -h --help' ;;
+        dvd) options='--title --pgc --cell --ac3 --mpeg -o --output -q --quiet -h --help' ;;
+        demux) options='--title --pgc --cell --ac3 --mpeg --sub --video --timing -q --quiet -h --help' ;;
+        ifo) options='-q --quiet -h --help' ;;
+        info) options='--json -q --quiet -h --help' ;;
+        config) options='-h --help' ;;
+        *) return 0 ;;
+    esac
+
+    # An option's value.
+    case $prev in
+        -o|--output|--video)
+            COMPREPLY=($(compgen -f -- "$cur"))
+            return 0 ;;
+        --title|--pgc|--cell|--ac3|--mpeg|--sub)
+            return 0 ;;
+    esac
+
+    if [[ $cur == -* ]]; then
+        COMPREPLY=($(compgen -W "$options" -- "$cur"))
+        return 0
+    fi
+
+    case $command in
+        cat)
+            COMPREPLY=($(compgen -f -- "$cur")) ;;
+        dvd|ifo|info)
+            COMPREPLY=($(compgen -d -- "$cur")) ;;
+        demux)
+            COMPREPLY=($(compgen -f -- "$cur")) ;;
+        config)
+            local words=() n=0
+            for ((i = i + 1; i < COMP_CWORD; i++)); do
+                [[ ${COMP_WORDS[i]} == -* ]] || words[n++]=${COMP_WORDS[i]}
+            done
+            if ((n == 0)); then
+                COMPREPLY=($(compgen -W 'get set unset list' -- "$cur"))
+            elif ((n == 1)) && [[ ${words[0]} =~ ^(get|set|unset)$ ]]; then
+                local names='DvdReadMode DvdTitle DvdPgc DvdAudio ShowProgress StandardReads' m v
+                for m in GLOBAL fennoria.dll; do
+                    for v in TIMING TRACE MEMORY LOCKING ERROR CUSTOM1 CUSTOM2 CUSTOM3 \
+                             CUSTOM4 CUSTOM5 TIMEOUT LogToFile; do
+                        names+=" log.$m.$v"
+                    done
+                done
+                COMPREPLY=($(compgen -W "$names" -- "$cur"))
+            fi ;;
+    esac
+    return 0
+}
+complete -o filenames -o bashdefault -F _fennoria fennoria
