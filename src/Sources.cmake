@@ -32,6 +32,7 @@ set(FENNORIA_DEMUX_SOURCES
 set(FENNORIA_DVDNAV_SOURCES
   ${_src}/dvdnav/ifo_parser.cpp
   ${_src}/dvdnav/ifo_dump.cpp
+  ${_src}/dvdnav/chapter_list.cpp
   ${_src}/dvdnav/dvd_title_reader.cpp)
 
 set(FENNORIA_CORE_SOURCES

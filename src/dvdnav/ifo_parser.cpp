@@ -302,6 +302,7 @@ CellPlayback decodeCellPlayback(const std::uint8_t field[24]) {
   cell.commandnumber = field[3];
   cell.numframes = playbackTimeToFrames(field + 4);
   cell.framerate = playbackFrameRate(field[7]);
+  for (int i = 0; i < 4; ++i) cell.playbacktime[static_cast<std::size_t>(i)] = field[4 + i];
   cell.startcfvobu = static_cast<std::int32_t>(bytes.u32(8));
   cell.endcfilvu = static_cast<std::int32_t>(bytes.u32(12));
   cell.startclvobu = static_cast<std::int32_t>(bytes.u32(16));

@@ -86,6 +86,7 @@ struct CellPlayback {
   std::int32_t commandnumber = 0;
   std::int32_t numframes = 0;
   std::int32_t framerate = 0;
+  std::array<std::uint8_t, 4> playbacktime = {0, 0, 0, 0};  // the BCD bytes as stored
 };
 
 struct CellPosition {
