@@ -11,6 +11,7 @@ set(FENNORIA_CLI_SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/read_ahead.cpp
   ${CMAKE_CURRENT_LIST_DIR}/ifo.cpp
   ${CMAKE_CURRENT_LIST_DIR}/info.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/chapters.cpp
   ${CMAKE_CURRENT_LIST_DIR}/config.cpp)
 
 add_executable(fennoria ${FENNORIA_CLI_SOURCES})

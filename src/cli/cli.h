@@ -22,6 +22,7 @@ int runDvd(const std::vector<std::string>& argv);
 int runDemux(const std::vector<std::string>& argv);
 int runIfo(const std::vector<std::string>& argv);
 int runInfo(const std::vector<std::string>& argv);
+int runChapters(const std::vector<std::string>& argv);
 int runConfig(const std::vector<std::string>& argv);
 
 }  // namespace cli

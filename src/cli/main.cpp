@@ -1,6 +1,6 @@
 // fennoria: the command-line tool. Joins lists, extracts and filters a DVD
-// program chain, demultiplexes, dumps and lists IFO files, and edits the
-// settings, each subcommand a thin layer over the core classes.
+// program chain, demultiplexes, dumps and lists IFO files and chapters, and
+// edits the settings, each subcommand a thin layer over the core classes.
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -25,6 +25,8 @@ const char* kHelp =
     "                                    elementary streams into files\n"
     "  ifo VIDEO_TS                      the full text dump of the IFO files\n"
     "  info VIDEO_TS [--json]            title sets, program chains, streams\n"
+    "  chapters VIDEO_TS --title N --pgc P [--format ogm|ffmetadata|json] [-o OUT]\n"
+    "                                    a program chain's chapters and their times\n"
     "  config get|set|unset|list [NAME [VALUE]]\n"
     "                                    the filter's settings and the debug log\n"
     "\n"
@@ -36,7 +38,8 @@ const char* kHelp =
     "  fennoria cat clips.lst -o joined.mpg\n"
     "  fennoria dvd /media/dvd/VIDEO_TS --title 1 --pgc 1 --ac3 0 -o movie.vob\n"
     "  fennoria demux /media/dvd/VIDEO_TS --title 1 --pgc 1 --ac3 0=en.ac3 --timing\n"
-    "  fennoria info /media/dvd/VIDEO_TS\n";
+    "  fennoria info /media/dvd/VIDEO_TS\n"
+    "  fennoria chapters /media/dvd/VIDEO_TS --title 1 --pgc 1 -o chapters.txt\n";
 
 }  // namespace
 
@@ -69,6 +72,7 @@ int main(int argc, char** argv) {
     if (command == "demux") return cli::runDemux(args);
     if (command == "ifo") return cli::runIfo(args);
     if (command == "info") return cli::runInfo(args);
+    if (command == "chapters") return cli::runChapters(args);
     if (command == "config") return cli::runConfig(args);
     std::fprintf(stderr, "fennoria: unknown command '%s' (see 'fennoria --help')\n",
                  command.c_str());
