@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "cli/cli.h"
+#include "dvdnav/chapter_list.h"
 #include "dvdnav/dvd_title_reader.h"
 
 namespace cli {
@@ -17,9 +18,10 @@ const char* kHelp =
     "Lists the titles of the Video Manager, and for every title set its audio\n"
     "streams (coding, channels, language), its subpicture streams and its\n"
     "program chains: duration (from the frame count and rate of the playback\n"
-    "time), programs, cells, first and last sector, sectors and bytes. Title\n"
-    "set, program chain and cell numbers are the ones 'fennoria dvd' and\n"
-    "'fennoria demux' take.\n"
+    "time), programs, cells, first and last sector, sectors and bytes, and its\n"
+    "chapters (one per program: start, length and first cell, as 'fennoria\n"
+    "chapters' gives them). Title set, program chain and cell numbers are the\n"
+    "ones 'fennoria dvd' and 'fennoria demux' take.\n"
     "\n"
     "  --json   one JSON object instead of the table, for scripts\n"
     "\n"
@@ -82,6 +84,16 @@ std::string decimals(double s) {
 
 constexpr std::int64_t kSector = dvdnav::sectorSize;
 
+// The chain's chapters, or why it has none that can be timed.
+std::vector<dvdnav::Chapter> chaptersOf(const dvdnav::ProgramChain& pgc, std::string* problem) {
+  try {
+    return dvdnav::chapterList(pgc);
+  } catch (const dvdnav::ChapterError& error) {
+    *problem = error.what();
+    return {};
+  }
+}
+
 void printJson(const DvdTitleReader& r, const std::string& folder) {
   const auto& vmg = *r.videoManager;
   std::ostringstream o;
@@ -131,7 +143,17 @@ void printJson(const DvdTitleReader& r, const std::string& folder) {
           << cell.numframes << ", \"frame_rate\": " << cell.framerate << ", \"duration\": "
           << decimals(seconds(cell.numframes, cell.framerate)) << "}";
       }
-      o << (pgc.cells.empty() ? "" : "\n         ") << "]}";
+      o << (pgc.cells.empty() ? "" : "\n         ") << "],\n         \"chapter_list\": [";
+      std::string problem;
+      auto chapters = chaptersOf(pgc, &problem);
+      for (std::size_t c = 0; c < chapters.size(); ++c)
+        o << (c ? "," : "") << "\n           {\"number\": " << chapters[c].number
+          << ", \"start_seconds\": " << dvdnav::ticksSeconds(chapters[c].start)
+          << ", \"length_seconds\": " << dvdnav::ticksSeconds(chapters[c].length)
+          << ", \"first_cell\": " << chapters[c].firstCell << "}";
+      o << (chapters.empty() ? "" : "\n         ") << "]";
+      if (!problem.empty()) o << ", \"chapter_problem\": " << jsonString(problem);
+      o << "}";
     }
     o << (vts.programchains.empty() ? "" : "\n      ") << "]\n    }";
   }
@@ -180,6 +202,12 @@ void printTable(const DvdTitleReader& r, const std::string& folder) {
                     clock(seconds(cell.numframes, cell.framerate)).c_str(), cell.startcfvobu,
                     cell.endclvobu);
       }
+      std::string problem;
+      for (const auto& chapter : chaptersOf(pgc, &problem))
+        std::printf("       chapter %d: start %s, length %s, first cell %d\n", chapter.number,
+                    dvdnav::ticksClock(chapter.start, false).c_str(),
+                    dvdnav::ticksClock(chapter.length, false).c_str(), chapter.firstCell);
+      if (!problem.empty()) std::printf("       chapters: none (%s)\n", problem.c_str());
     }
   }
 }
