@@ -44,10 +44,10 @@ std::string truncatedDisc(const ScratchDir& dir, const std::string& vob, std::ui
 }  // namespace
 
 TEST(ToolErrors, MissingFolder) {
-  for (const char* command : {"dvd", "demux", "ifo", "info"}) {
+  for (const char* command : {"dvd", "demux", "ifo", "info", "chapters"}) {
     SCOPED_TRACE(command);
     std::vector<std::string> args = {command, "/no/such/folder"};
-    if (std::string(command) == "dvd") args.insert(args.end(), {"--title", "1", "--pgc", "1"});
+    if (std::string(command) == "dvd" || std::string(command) == "chapters") args.insert(args.end(), {"--title", "1", "--pgc", "1"});
     if (std::string(command) == "demux") args.insert(args.end(), {"--ac3", "0=/tmp/never.ac3"});
     Result run = runTool(args);
     expectOneLineError(run, 1, "/no/such/folder", "no such");
@@ -161,6 +161,11 @@ TEST(ToolErrors, BadUsageExitsWithTwo) {
       {"cat"},
       {"ifo"},
       {"info", kDisc, "extra"},
+      {"chapters", kDisc, "--title", "1"},
+      {"chapters", kDisc, "--pgc", "1"},
+      {"chapters", kDisc, "--title", "1", "--pgc", "1", "--format", "srt"},
+      {"chapters", kDisc, "--title", "0", "--pgc", "1"},
+      {"chapters", "--title", "1", "--pgc", "1"},
       {"config", "get", "NoSuchSetting"},
       {"config", "frob"},
       {"nosuchcommand"},
@@ -178,7 +183,7 @@ TEST(ToolErrors, BadUsageExitsWithTwo) {
 }
 
 TEST(ToolHelp, EverySubcommandHasHelpWithExamples) {
-  for (const char* command : {"cat", "dvd", "demux", "ifo", "info", "config"}) {
+  for (const char* command : {"cat", "dvd", "demux", "ifo", "info", "chapters", "config"}) {
     SCOPED_TRACE(command);
     Result run = runTool({command, "--help"});
     EXPECT_EQ(run.status, 0);
