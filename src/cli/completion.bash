@@ -17,7 +17,7 @@ _fennoria() {
     done
 
     if [[ -z $command ]]; then
-        COMPREPLY=($(compgen -W 'cat dvd demux ifo info config help --help --version' -- "$cur"))
+        COMPREPLY=($(compgen -W 'cat dvd demux ifo info chapters config help --help --version' -- "$cur"))
         return 0
     fi
 
@@ -28,6 +28,7 @@ _fennoria() {
         demux) options='--title --pgc --cell --ac3 --mpeg --sub --video --timing -q --quiet -h --help' ;;
         ifo) options='-q --quiet -h --help' ;;
         info) options='--json -q --quiet -h --help' ;;
+        chapters) options='--title --pgc --format -o --output -q --quiet -h --help' ;;
         config) options='-h --help' ;;
         *) return 0 ;;
     esac
@@ -36,6 +37,9 @@ _fennoria() {
     case $prev in
         -o|--output|--video)
             COMPREPLY=($(compgen -f -- "$cur"))
+            return 0 ;;
+        --format)
+            [[ $command == chapters ]] && COMPREPLY=($(compgen -W 'ogm ffmetadata json' -- "$cur"))
             return 0 ;;
         --title|--pgc|--cell|--ac3|--mpeg|--sub)
             return 0 ;;
@@ -49,7 +53,7 @@ _fennoria() {
     case $command in
         cat)
             COMPREPLY=($(compgen -f -- "$cur")) ;;
-        dvd|ifo|info)
+        dvd|ifo|info|chapters)
             COMPREPLY=($(compgen -d -- "$cur")) ;;
         demux)
             COMPREPLY=($(compgen -f -- "$cur")) ;;
