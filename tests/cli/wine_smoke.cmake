@@ -88,6 +88,17 @@ elseif(CASE STREQUAL "info")
   if(NOT provider STREQUAL "DVDAuthor 0.7.2" OR NOT sectors EQUAL 190)
     message(FATAL_ERROR "info --json: provider '${provider}', sectors ${sectors}")
   endif()
+elseif(CASE STREQUAL "chapters")
+  run_tool(STATUS s ARGS chapters ${disc} --title 1 --pgc 1 --format ffmetadata)
+  expect_status(${s} 0)
+  file(READ ${WORK}/stdout text)
+  string(CONCAT expected ";FFMETADATA1\n"
+    "\n[CHAPTER]\nTIMEBASE=1/90000\nSTART=0\nEND=78078\ntitle=Chapter 1\n"
+    "\n[CHAPTER]\nTIMEBASE=1/90000\nSTART=78078\nEND=195105\ntitle=Chapter 2\n"
+    "\n[CHAPTER]\nTIMEBASE=1/90000\nSTART=195105\nEND=270180\ntitle=Chapter 3\n")
+  if(NOT text STREQUAL expected)
+    message(FATAL_ERROR "chapters --format ffmetadata gave:\n${text}")
+  endif()
 elseif(CASE STREQUAL "errors")
   run_tool(STATUS s ERR err ARGS dvd ${win_samples}/none --title 1 --pgc 1)
   expect_status(${s} 1)
