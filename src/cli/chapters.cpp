@@ -35,9 +35,7 @@ const char* kHelp =
     "examples:\n"
     "  fennoria chapters /media/dvd/VIDEO_TS --title 1 --pgc 1 -o chapters.txt\n"
     "  fennoria chapters /media/dvd/VIDEO_TS --title 1 --pgc 1 --format ffmetadata \\\n"
-    "      -o meta.txt\n"
-    "  fennoria dvd /media/dvd/VIDEO_TS --title 1 --pgc 1 -o title.vob\n"
-    "  ffmpeg -fflags +genpts -i title.vob -i meta.txt -map_metadata 1 -c copy title.mkv\n"
+    "      -o meta.txt                        (the metadata file ffmpeg reads)\n"
     "  fennoria chapters /media/dvd --title 2 --pgc 1 --format json | jq '.chapters[1]'\n";
 
 std::string twoDigits(std::int32_t n) {
