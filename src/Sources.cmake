@@ -22,12 +22,14 @@ set(FENNORIA_INPUT_SOURCES
   ${_src}/input/concatenated_stream.cpp
   ${_src}/input/output_file_stream.cpp
   ${_src}/input/dvd_title_range.cpp
+  ${_src}/input/cell_sequence.cpp
   ${_src}/input/random_access_reader.cpp)
 
 set(FENNORIA_DEMUX_SOURCES
   ${_src}/demux/stream.cpp
   ${_src}/demux/vob_demuxer.cpp
-  ${_src}/demux/timing_file.cpp)
+  ${_src}/demux/timing_file.cpp
+  ${_src}/demux/first_timestamps.cpp)
 
 set(FENNORIA_DVDNAV_SOURCES
   ${_src}/dvdnav/ifo_parser.cpp

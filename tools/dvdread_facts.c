@@ -22,7 +22,8 @@
  * hh:mm:ss:ff in hex (BCD digits, the top two bits of ff are the frame rate).
  * A PGC's "sha256" line hashes its sectors first cell first_sector through
  * last cell last_sector inclusive, read with DVDReadBlocks from the title
- * (or menu) VOBs.
+ * (or menu) VOBs; its "playback_sha256" line hashes its cells in the chain's
+ * order, each cell's first_sector through last_sector.
  */
 #include <stdarg.h>
 #include <stddef.h>
@@ -162,40 +163,74 @@ static void print_cmds(const char *k, const char *what, int n, const vm_cmd_t *c
   }
 }
 
-/* Hashes sectors first..last (inclusive) of the given VOB domain. */
-static void print_hash(const char *k, dvd_reader_t *dvd, int vts, dvd_read_domain_t dom,
-                       uint32_t first, uint32_t last) {
-  dvd_file_t *f;
+/* Adds sectors first..last (inclusive) of `f` to the hash; 0 after a
+ * "none" line for a read that failed. */
+static int hash_sectors(sha256_t *s, const char *k, const char *name, dvd_file_t *f,
+                        uint32_t first, uint32_t last) {
   unsigned char buf[64 * DVD_VIDEO_LB_LEN];
-  sha256_t s;
-  char hex[65];
   uint32_t at;
-  if (last < first) {
-    printf("%s.sha256 none (last sector before first)\n", k);
-    return;
-  }
-  f = DVDOpenFile(dvd, vts, dom);
-  if (!f) {
-    printf("%s.sha256 none (DVDOpenFile failed)\n", k);
-    return;
-  }
-  sha256_init(&s);
   for (at = first; at <= last;) {
     size_t n = last - at + 1;
     ssize_t got;
     if (n > 64) n = 64;
     got = DVDReadBlocks(f, (int)at, n, buf);
     if (got != (ssize_t)n) {
-      printf("%s.sha256 none (DVDReadBlocks at %u gave %zd of %zu)\n", k, at, got, n);
+      printf("%s.%s none (DVDReadBlocks at %u gave %zd of %zu)\n", k, name, at, got, n);
+      return 0;
+    }
+    sha256_update(s, buf, n * DVD_VIDEO_LB_LEN);
+    at += (uint32_t)n;
+  }
+  return 1;
+}
+
+/* Prints "K.NAME HEX sectors N": the hash of the `count` sector ranges
+ * first[i]..last[i] (inclusive) of the given VOB domain, one after another. */
+static void print_hash(const char *k, const char *name, dvd_reader_t *dvd, int vts,
+                       dvd_read_domain_t dom, int count, const uint32_t *first,
+                       const uint32_t *last) {
+  dvd_file_t *f;
+  sha256_t s;
+  char hex[65];
+  uint32_t sectors = 0;
+  int i;
+  for (i = 0; i < count; i++)
+    if (last[i] < first[i]) {
+      printf("%s.%s none (last sector before first)\n", k, name);
+      return;
+    }
+  f = DVDOpenFile(dvd, vts, dom);
+  if (!f) {
+    printf("%s.%s none (DVDOpenFile failed)\n", k, name);
+    return;
+  }
+  sha256_init(&s);
+  for (i = 0; i < count; i++) {
+    if (!hash_sectors(&s, k, name, f, first[i], last[i])) {
       DVDCloseFile(f);
       return;
     }
-    sha256_update(&s, buf, n * DVD_VIDEO_LB_LEN);
-    at += (uint32_t)n;
+    sectors += last[i] - first[i] + 1;
   }
   DVDCloseFile(f);
   sha256_hex(&s, hex);
-  printf("%s.sha256 %s sectors %u\n", k, hex, last - first + 1);
+  printf("%s.%s %s sectors %u\n", k, name, hex, sectors);
+}
+
+/* The chain's range (first cell's first sector to last cell's last) and its
+ * cells in playback order, each cell's own sectors. */
+static void print_pgc_hashes(const char *k, const pgc_t *p, dvd_reader_t *dvd, int vts,
+                             dvd_read_domain_t dom) {
+  uint32_t first[256], last[256];
+  int i, n = p->nr_of_cells;
+  first[0] = p->cell_playback[0].first_sector;
+  last[0] = p->cell_playback[n - 1].last_sector;
+  print_hash(k, "sha256", dvd, vts, dom, 1, first, last);
+  for (i = 0; i < n; i++) {
+    first[i] = p->cell_playback[i].first_sector;
+    last[i] = p->cell_playback[i].last_sector;
+  }
+  print_hash(k, "playback_sha256", dvd, vts, dom, n, first, last);
 }
 
 static void print_pgc(const char *k, const pgc_t *p, dvd_reader_t *dvd, int vts,
@@ -242,9 +277,7 @@ static void print_pgc(const char *k, const pgc_t *p, dvd_reader_t *dvd, int vts,
       printf("%s.position vob_id %u cell_nr %u\n", ck, p->cell_position[i].vob_id_nr,
              p->cell_position[i].cell_nr);
   }
-  if (p->cell_playback && p->nr_of_cells > 0)
-    print_hash(k, dvd, vts, dom, p->cell_playback[0].first_sector,
-               p->cell_playback[p->nr_of_cells - 1].last_sector);
+  if (p->cell_playback && p->nr_of_cells > 0) print_pgc_hashes(k, p, dvd, vts, dom);
 }
 
 static void print_pgcit(const char *k, const pgcit_t *t, dvd_reader_t *dvd, int vts,

@@ -24,8 +24,8 @@ _fennoria() {
     local options
     case $command in
         cat) options='-o --output -q --quiet -h --help' ;;
-        dvd) options='--title --pgc --cell --ac3 --mpeg -o --output -q --quiet -h --help' ;;
-        demux) options='--title --pgc --cell --ac3 --mpeg --sub --video --timing -q --quiet -h --help' ;;
+        dvd) options='--title --pgc --cell --playback-order --ac3 --mpeg -o --output -q --quiet -h --help' ;;
+        demux) options='--title --pgc --cell --playback-order --ac3 --mpeg --sub --video --timing -q --quiet -h --help' ;;
         ifo) options='-q --quiet -h --help' ;;
         info) options='--json -q --quiet -h --help' ;;
         chapters) options='--title --pgc --format -o --output -q --quiet -h --help' ;;

@@ -1,11 +1,14 @@
 // fennoria demux: the VOB demultiplexer over a program chain's sectors, or
 // over a VOB file that is already cut, writing the chosen streams (and their
 // timing files).
+#include <cstdio>
 #include <filesystem>
+#include <optional>
 #include <vector>
 
 #include "cli/cli.h"
 #include "cli/read_ahead.h"
+#include "demux/first_timestamps.h"
 #include "demux/stream.h"
 #include "demux/timing_file.h"
 #include "demux/vob_demuxer.h"
@@ -16,7 +19,8 @@ namespace cli {
 namespace {
 
 const char* kHelp =
-    "usage: fennoria demux VIDEO_TS --title N --pgc P [--cell C] STREAMS... [--timing]\n"
+    "usage: fennoria demux VIDEO_TS --title N --pgc P [--cell C] [--playback-order]\n"
+    "                      STREAMS... [--timing]\n"
     "       fennoria demux FILE.vob STREAMS... [--timing]\n"
     "\n"
     "Cuts a program chain's sectors (or a VOB file that is already cut) into\n"
@@ -24,19 +28,27 @@ const char* kHelp =
     "its own. Every output is written under a temporary name and renamed when\n"
     "the whole input has been read.\n"
     "\n"
+    "For each audio output the delay of that stream against the video is\n"
+    "printed: its first time stamp less the video's first, in milliseconds\n"
+    "(positive: the audio starts later). Give it to a muxer to put the\n"
+    "streams back in sync.\n"
+    "\n"
     "streams (at least one; --ac3, --mpeg and --sub may be repeated):\n"
     "  --ac3 K=FILE       AC-3 audio stream K (0-7, substream 0x80+K)\n"
     "  --mpeg K=FILE      MPEG audio stream K (0-31, stream id 0xC0+K)\n"
     "  --sub K=FILE       subpicture stream K (0-31, substream 0x20+K)\n"
     "  --video FILE       the video stream\n"
     "options:\n"
-    "  --title N, --pgc P, --cell C   the selection, as for 'fennoria dvd'\n"
+    "  --title N, --pgc P, --cell C, --playback-order\n"
+    "                     the selection, as for 'fennoria dvd'\n"
     "  --timing           also write FILE.timing beside each output: one line\n"
     "                     'position PTS DTS' per packet with a time stamp\n"
-    "  -q, --quiet        no progress line\n"
+    "  -q, --quiet        no progress line and no delays: nothing on stdout\n"
     "\n"
     "examples:\n"
     "  fennoria demux /media/dvd/VIDEO_TS --title 1 --pgc 1 --ac3 0=en.ac3 --mpeg 1=de.mp2\n"
+    "    en.ac3: delay 12 ms\n"
+    "    de.mp2: delay -21 ms\n"
     "  fennoria demux /media/dvd/VIDEO_TS --title 1 --pgc 1 --sub 0=en.sub --timing\n"
     "  fennoria demux title.vob --ac3 0=audio.ac3 --video video.m2v\n";
 
@@ -99,6 +111,22 @@ Choice parseChoice(const std::string& option, const std::string& text, int kind,
   return {kind, static_cast<int>(number), text.substr(equals + 1)};
 }
 
+// One line per audio output: its delay against the video.
+void printDelays(const std::vector<Choice>& choices, const FirstTimestamps& timestamps) {
+  std::optional<std::int64_t> video = timestamps.first(FirstTimestamps::video);
+  for (const Choice& c : choices) {
+    if (c.kind == 3) continue;
+    std::optional<std::int64_t> audio = timestamps.first(
+        c.kind == 0 ? FirstTimestamps::ac3(c.number) : FirstTimestamps::mpegAudio(c.number));
+    if (audio && video)
+      std::printf("%s: delay %lld ms\n", c.file.c_str(),
+                  static_cast<long long>(delayMilliseconds(*audio, *video)));
+    else
+      std::printf("%s: delay unknown (%s)\n", c.file.c_str(),
+                  audio ? "no video time stamp" : "no time stamp of this stream");
+  }
+}
+
 }  // namespace
 
 int runDemux(const std::vector<std::string>& argv) {
@@ -110,6 +138,7 @@ int runDemux(const std::vector<std::string>& argv) {
              {"--mpeg", nullptr, true, true},
              {"--sub", nullptr, true, true},
              {"--video", nullptr, true, false},
+             {"--playback-order", nullptr, false, false},
              {"--timing", nullptr, false, false}});
   if (args.help) return printHelp(kHelp);
   if (args.positional.size() != 1) usage("demux", "give exactly one VIDEO_TS folder or VOB file");
@@ -138,13 +167,15 @@ int runDemux(const std::vector<std::string>& argv) {
     std::int32_t cell = args.number("--cell", 1, 9999, 0);
     for (int i = 0; i < kReaders; ++i) {
       disc = std::make_shared<Disc>(input);
-      disc->select(titleSet, pgc, cell);
+      disc->select(titleSet, pgc, cell, args.has("--playback-order"));
       readers.push_back(discSource(disc));
     }
     total = disc->reader->getRangeLength();
   } else {
-    if (args.has("--title") || args.has("--pgc") || args.has("--cell"))
-      usage("demux", "--title, --pgc and --cell are for a VIDEO_TS folder, not a file");
+    if (args.has("--title") || args.has("--pgc") || args.has("--cell") ||
+        args.has("--playback-order"))
+      usage("demux",
+            "--title, --pgc, --cell and --playback-order are for a VIDEO_TS folder, not a file");
     if (!isRegularFile(input)) fail(input, "no such file or folder");
     for (int i = 0; i < kReaders; ++i) {
       auto file = std::make_shared<mpdx::IFileStream>(input.c_str());
@@ -159,6 +190,7 @@ int runDemux(const std::vector<std::string>& argv) {
   // which must close its files before they are renamed or removed.
   OutputSet outputs;
   std::vector<std::string> finals;
+  FirstTimestamps timestamps;
   {
     VobDemuxer demuxer(nullptr);
     demuxer.setOutputBuffer(kOutputBuffer);
@@ -181,6 +213,8 @@ int runDemux(const std::vector<std::string>& argv) {
       std::int64_t done = 0;
       while (const ReadAhead::Chunk* chunk = chunks.next()) {
         demuxer.Demultiplex(chunk->bytes.data(), chunk->count);
+        timestamps.scan(chunk->bytes.data(),
+                        static_cast<std::size_t>(chunk->count) / VobDemuxer::packSize);
         done += chunk->count;
         if (chunk->count < chunk->want)
           fail(disc ? disc->folder + "/" + chunk->where : input,
@@ -207,6 +241,7 @@ int runDemux(const std::vector<std::string>& argv) {
     if (isRegularFile(name) && std::filesystem::file_size(std::filesystem::u8path(name)) == 0)
       std::fprintf(stderr, "fennoria: %s: warning: the input holds no packet of this stream\n",
                    name.c_str());
+  if (!args.quiet) printDelays(choices, timestamps);
   return 0;
 }
 

@@ -62,7 +62,8 @@ Disc::Disc(const std::string& name, bool dumpToStdout) : folder(name) {
 
 Disc::~Disc() = default;
 
-void Disc::select(std::int32_t titleSet, std::int32_t pgc, std::int32_t cell) {
+void Disc::select(std::int32_t titleSet, std::int32_t pgc, std::int32_t cell,
+                  bool playbackOrder) {
   std::int32_t sets = static_cast<std::int32_t>(reader->titleSets.size());
   if (titleSet < 1 || titleSet > sets)
     fail(folder, "title set " + std::to_string(titleSet) + " does not exist (the disc has " +
@@ -83,7 +84,8 @@ void Disc::select(std::int32_t titleSet, std::int32_t pgc, std::int32_t cell) {
 
   readerMessages.clear();
   reader->selectTitleSet(titleSet, 1);
-  int result = reader->selectProgramChain(pgc - 1);
+  int result = playbackOrder && cell == 0 ? reader->selectPlaybackOrder(pgc - 1)
+                                          : reader->selectProgramChain(pgc - 1);
   if (result == 0 && cell != 0) result = reader->selectCell(cell - 1);
   if (result != 0)
     fail(folder, readerMessages.empty() ? "the selection failed" : readerMessages.back());
@@ -98,7 +100,8 @@ void Disc::select(std::int32_t titleSet, std::int32_t pgc, std::int32_t cell) {
                            " is not a whole number of 2048-byte sectors (truncated?)");
     if (entry.length > 0) last = entry.name;
   }
-  std::int64_t needed = static_cast<std::int64_t>(reader->endBlock) * dvdnav::sectorSize;
+  std::int64_t endSector = reader->playbackOrder ? reader->cellOrder.endSector() : reader->endBlock;
+  std::int64_t needed = endSector * dvdnav::sectorSize;
   if (vobs.totalLength < needed) {
     std::string subject =
         last.empty() ? folder + "/" + (reader->upperCaseNames ? "VTS_" : "vts_") +
@@ -109,7 +112,7 @@ void Disc::select(std::int32_t titleSet, std::int32_t pgc, std::int32_t cell) {
                       std::to_string(titleSet) + " has " +
                       std::to_string(vobs.totalLength / dvdnav::sectorSize) +
                       " sectors of VOB data, the selection ends at sector " +
-                      std::to_string(reader->endBlock));
+                      std::to_string(endSector));
   }
 }
 

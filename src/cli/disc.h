@@ -15,9 +15,12 @@ struct Disc {
   explicit Disc(const std::string& folder, bool dumpToStdout = false);
   ~Disc();
   // Checks the 1-based title set and program chain (and cell, 0 for none)
-  // and selects the range on a fresh set of VOB files. Fails with a clear
-  // message when the numbers name nothing or the VOB files end too soon.
-  void select(std::int32_t titleSet, std::int32_t pgc, std::int32_t cell);
+  // and selects the range, or with `playbackOrder` the chain's cells in
+  // order (one cell is the same either way), on a fresh set of VOB files.
+  // Fails with a clear message when the numbers name nothing, the chain
+  // cannot be played in order, or the VOB files end too soon.
+  void select(std::int32_t titleSet, std::int32_t pgc, std::int32_t cell,
+              bool playbackOrder = false);
   // The name of the VOB file the reader stands in.
   std::string currentVob() const;
 

@@ -98,6 +98,7 @@ int DvdTitleReader::selectTitleSet(std::int32_t n, std::int32_t titleVobs) {
 }
 
 int DvdTitleReader::setSectorRange(std::int32_t first, std::int32_t endExclusive) {
+  playbackOrder = false;
   if (vobStream) vobStream->seek(static_cast<std::int64_t>(first) * dvdnav::sectorSize);
   startBlock = first;
   endBlock = endExclusive;
@@ -137,22 +138,67 @@ int DvdTitleReader::selectCells(const dvdnav::CellPlayback& first,
   return setSectorRange(first.startcfvobu, static_cast<std::int32_t>(end));
 }
 
-int DvdTitleReader::selectProgramChain(std::int32_t p) {
-  pgcNumber = p;
+const dvdnav::ProgramChain* DvdTitleReader::chainFor(std::int32_t p) {
   const dvdnav::TitleSetInfo* titleSet = titleSetFor(p, false);
-  if (!titleSet) return 1;
+  if (!titleSet) return nullptr;
   if (p < 0 || static_cast<std::size_t>(p) >= titleSet->programchains.size()) {
     log << "pgc " << pgcNumber << " does not exist.";
     say(1);
-    return 1;
+    return nullptr;
   }
   const dvdnav::ProgramChain& pgc = titleSet->programchains[static_cast<std::size_t>(p)];
   if (pgc.cells.empty()) {
     log << "pgc " << pgcNumber << " has no cells.";
     say(1);
-    return 1;
+    return nullptr;
   }
-  return selectCells(pgc.cells.front(), pgc.cells.back());
+  return &pgc;
+}
+
+int DvdTitleReader::selectProgramChain(std::int32_t p) {
+  pgcNumber = p;
+  const dvdnav::ProgramChain* pgc = chainFor(p);
+  if (!pgc) return 1;
+  return selectCells(pgc->cells.front(), pgc->cells.back());
+}
+
+std::string DvdTitleReader::chainName() const {
+  return "program chain " + std::to_string(pgcNumber + 1) + " of title set " +
+         std::to_string(titleSetNumber);
+}
+
+int DvdTitleReader::selectPlaybackOrder(std::int32_t p) {
+  pgcNumber = p;
+  // Until a chain is accepted the selection is empty, never a stale range.
+  playbackOrder = true;
+  cellOrder.assign({});
+  const dvdnav::ProgramChain* pgc = chainFor(p);
+  if (!pgc) return 1;
+  std::vector<CellSequence::Span> spans;
+  for (std::size_t i = 0; i < pgc->cells.size(); ++i) {
+    const dvdnav::CellPlayback& cell = pgc->cells[i];
+    // The cells of an angle block are alternatives, not a sequence.
+    if (cell.blockmode != 0 && cell.blocktype == 1) {
+      log << chainName() << ": cell " << i + 1
+          << " belongs to an angle block (multi-angle chains are not supported)";
+      say(1);
+      return 1;
+    }
+    if (cell.endclvobu < cell.startcfvobu || cell.startcfvobu < 0) {
+      log << chainName() << ": cell " << i + 1 << " ends (sector " << cell.endclvobu
+          << ") before it starts (sector " << cell.startcfvobu << ")";
+      say(1);
+      return 1;
+    }
+    spans.push_back({cell.startcfvobu, static_cast<std::int64_t>(cell.endclvobu) + 1});
+    log << "cell " << i + 1 << ": startblock " << cell.startcfvobu << ", endblock "
+        << cell.endclvobu;
+    say(2);
+  }
+  cellOrder.assign(std::move(spans));
+  if (vobStream) vobStream->seek(static_cast<std::int64_t>(pgc->cells.front().startcfvobu) *
+                                 dvdnav::sectorSize);
+  return 0;
 }
 
 int DvdTitleReader::selectProgramChainQuiet(std::int32_t p) {

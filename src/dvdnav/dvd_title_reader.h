@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "dvdnav/ifo_records.h"
+#include "input/cell_sequence.h"
 #include "input/concatenated_stream.h"
 
 class DvdTitleReader {
@@ -41,10 +42,16 @@ class DvdTitleReader {
   int selectProgramChain(std::int32_t p);
   // Selects the range of one cell of the selected program chain.
   int selectCell(std::int32_t c);
+  // Selects program chain `p` as a player plays it: its cells one after
+  // another, each with its own sectors only (see CellSequence). 0 when
+  // selected; 1 after a message, leaving an empty selection, when the chain
+  // does not exist, has no cells, or has a cell in an angle block or one
+  // that ends before it starts.
+  int selectPlaybackOrder(std::int32_t p);
   // As selectProgramChain, without messages on failure.
   int selectProgramChainQuiet(std::int32_t p);
   // Positions the VOB files at sector `first`; the range ends before sector
-  // `endExclusive`. Always 0.
+  // `endExclusive`; ends a playback-order selection. Always 0.
   int setSectorRange(std::int32_t first, std::int32_t endExclusive);
 
   // The reading half. Positions and lengths are bytes of the selected range.
@@ -93,6 +100,10 @@ class DvdTitleReader {
   std::unique_ptr<ConcatenatedStream> vobStream;
   std::int32_t startBlock = 0;
   std::int32_t endBlock = 0;
+  // Set by selectPlaybackOrder, cleared by the range selections: the
+  // reading half then reads `cellOrder` instead of [startBlock, endBlock).
+  bool playbackOrder = false;
+  CellSequence cellOrder;
 
   std::int32_t carryCount = 0;
   std::array<std::uint8_t, dvdnav::sectorSize> carryBuffer{};
@@ -104,6 +115,10 @@ class DvdTitleReader {
   // The selected title set, or null (with a message unless `quiet`) when
   // the number names none that was loaded.
   const dvdnav::TitleSetInfo* titleSetFor(std::int32_t shownNumber, bool quiet);
+  // The chain `p` of the selected title set, or null after a message.
+  const dvdnav::ProgramChain* chainFor(std::int32_t p);
+  // "program chain P of title set T", counted from 1, for messages.
+  std::string chainName() const;
   // Sets the range of the cells [first, last] of `pgc`.
   int selectCells(const dvdnav::CellPlayback& first, const dvdnav::CellPlayback& last);
   std::int64_t readIfo(const std::string& name, std::uint8_t* buffer);

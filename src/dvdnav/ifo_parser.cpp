@@ -295,6 +295,8 @@ NavCommand decodeNavCommand(const std::uint8_t field[8]) {
 CellPlayback decodeCellPlayback(const std::uint8_t field[24]) {
   IfoBytes bytes(field, 24);
   CellPlayback cell;
+  cell.blockmode = field[0] >> 6;
+  cell.blocktype = (field[0] >> 4) & 3;
   cell.seamlessplayback = (field[0] >> 3) & 1;
   cell.stcdiscontinuity = (field[0] >> 1) & 1;
   cell.seamlessanglechange = field[0] & 1;

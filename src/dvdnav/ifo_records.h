@@ -75,6 +75,8 @@ struct NavCommand {
 };
 
 struct CellPlayback {
+  std::int32_t blockmode = 0;  // 0 not in a block, 1 first, 2 inside, 3 last cell
+  std::int32_t blocktype = 0;  // 1: the block is an angle block
   std::int32_t seamlessplayback = 0;
   std::int32_t stcdiscontinuity = 0;
   std::int32_t seamlessanglechange = 0;

@@ -39,12 +39,14 @@ void makePaddingPack(std::uint8_t* pack) {
 
 bool DvdTitleReader::isEnd() {
   if (!vobStream) return true;
+  if (playbackOrder) return cellOrder.atEnd();
   if (endBlock > 0 && vobStream->getPosition() >= endBlock * kSector) return true;
   return vobStream->isEnd();
 }
 
 std::int32_t DvdTitleReader::readRange(void* buffer, std::int32_t count) {
   if (isEnd()) return 0;
+  if (playbackOrder) return cellOrder.read(*vobStream, buffer, count);
   std::int64_t end = endBlock * kSector;
   std::int64_t overshoot = vobStream->getPosition() + count - end;
   // Near the end this reads the amount by which the request passes the end,
@@ -56,18 +58,22 @@ std::int32_t DvdTitleReader::readRange(void* buffer, std::int32_t count) {
 }
 
 std::int64_t DvdTitleReader::getRangeLength() const {
+  if (playbackOrder) return vobStream ? cellOrder.length() : -1;
   if (!vobStream || startBlock < 0 || endBlock < 1 || startBlock > endBlock) return -1;
   return (static_cast<std::int64_t>(endBlock) - startBlock) * kSector;
 }
 
 std::int64_t DvdTitleReader::getRangePosition() const {
   if (!vobStream) return -1;
+  if (playbackOrder) return cellOrder.position();
   if (startBlock < 1 || endBlock < 1 || startBlock > endBlock) return vobStream->getPosition();
   return vobStream->getPosition() - startBlock * kSector;
 }
 
 std::int64_t DvdTitleReader::seekRange(std::int64_t position) {
   if (!vobStream) return -1;
+  // A position outside the cells leaves the position where it was.
+  if (playbackOrder) return cellOrder.seek(position);
   if (startBlock > 0 && endBlock >= 1 && startBlock <= endBlock) {
     std::int64_t start = startBlock * kSector;
     // A position so far on that the sum has no 64-bit value lies beyond

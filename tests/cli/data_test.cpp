@@ -185,7 +185,7 @@ TEST(ToolDemux, StreamsEqualTheFfmpegReferences) {
     SCOPED_TRACE(key(c));
     ScratchDir dir;
     std::vector<std::string> args = {"demux", kDisc, "--title", std::to_string(c.titleSet),
-                                     "--pgc", std::to_string(c.pgc), "--timing"};
+                                     "--pgc", std::to_string(c.pgc), "--timing", "-q"};
     std::vector<RefStream> mine;
     for (const auto& r : refs)
       if (r.key + "." == key(c)) {

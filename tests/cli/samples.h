@@ -19,9 +19,10 @@ inline const std::string kLowerDisc = kSamples + "/dvd-lower/video_ts";
 
 using Facts = std::map<std::string, std::string>;
 
-inline Facts loadFacts() {
+// What libdvdread read from a bundled disc ("dvd" or "dvd-branching").
+inline Facts loadFacts(const std::string& disc = "dvd") {
   Facts facts;
-  std::ifstream in(kSamples + "/dvd/dvdread-facts.txt");
+  std::ifstream in(kSamples + "/" + disc + "/dvdread-facts.txt");
   std::string line;
   while (std::getline(in, line)) {
     std::size_t space = line.find(' ');
