@@ -32,6 +32,7 @@ const char* kHelp =
     "  DvdTitle      DVD title set number\n"
     "  DvdPgc        program chain number (0 is the first)\n"
     "  DvdAudio      audio stream number\n"
+    "  DvdPlaybackOrder 1 delivers a chain's cells in order, each its own sectors\n"
     "  ShowProgress  0 keeps the progress window hidden while the graph runs\n"
     "  StandardReads 1 serves parsers that read at any position (see the README)\n"
     "The debug log's values (machine-wide), named log.MODULE.VALUE, with MODULE\n"
@@ -53,8 +54,9 @@ const char* kHelp =
 const char* kLogRoot = "SOFTWARE\\DebugOrmelund";
 const char* kCategories[] = {"TIMING",  "TRACE",   "MEMORY",  "LOCKING", "ERROR",   "CUSTOM1",
                              "CUSTOM2", "CUSTOM3", "CUSTOM4", "CUSTOM5", "TIMEOUT"};
-const char* kFilterValues[] = {"DvdReadMode", "DvdTitle",     "DvdPgc",
-                               "DvdAudio",    "ShowProgress", "StandardReads"};
+const char* kFilterValues[] = {"DvdReadMode",  "DvdTitle",      "DvdPgc",
+                               "DvdAudio",     "DvdPlaybackOrder", "ShowProgress",
+                               "StandardReads"};
 
 bool sameText(const std::string& a, const std::string& b) {
   if (a.size() != b.size()) return false;
@@ -88,8 +90,8 @@ Setting resolve(const std::string& name) {
     }
   }
   usage("config", "unknown setting '" + name +
-                      "' (DvdReadMode, DvdTitle, DvdPgc, DvdAudio, ShowProgress, StandardReads or "
-                      "log.MODULE.VALUE)");
+                      "' (DvdReadMode, DvdTitle, DvdPgc, DvdAudio, DvdPlaybackOrder, ShowProgress, "
+                      "StandardReads or log.MODULE.VALUE)");
 }
 
 std::string hiveName(platform::Hive hive) {

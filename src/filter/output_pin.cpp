@@ -122,11 +122,17 @@ HRESULT OutputPin::ConfigureSource() {
     settings_.title = ReadSettingInt(kSettingsKeyPath, "DvdTitle", settings_.title);
     settings_.pgc = ReadSettingInt(kSettingsKeyPath, "DvdPgc", settings_.pgc);
     settings_.audioNumber = ReadSettingInt(kSettingsKeyPath, "DvdAudio", settings_.audioNumber);
+    // Opt-in: the chain's cells as a player plays them rather than the
+    // sectors from its first cell to its last.
+    const bool playbackOrder = ReadSettingInt(kSettingsKeyPath, "DvdPlaybackOrder", 0) == 1;
     FENNORIA_LOG(LOG_TRACE, 0, "DvdImg mode, title=%d, pgc=%d, audio=%d", settings_.title,
                  settings_.pgc, settings_.audioNumber);
     if (titleReader_->openIfo(folder) != 0) throw IfoLoadError(folder);
     titleReader_->selectTitleSet(settings_.title, settings_.titleSelector);
-    titleReader_->selectProgramChain(settings_.pgc);
+    if (playbackOrder)
+      titleReader_->selectPlaybackOrder(settings_.pgc);
+    else
+      titleReader_->selectProgramChain(settings_.pgc);
   }
 
   if (demuxer_) {

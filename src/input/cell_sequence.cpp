@@ -8,6 +8,16 @@ namespace {
 
 constexpr std::int64_t kSector = dvdnav::sectorSize;
 
+// How many bytes from `source` on the file the joined files stand in holds,
+// when they stand at `source`; 0 when they stand elsewhere or at that
+// file's end, where a seek must come first.
+std::int64_t bytesLeftInFile(const ConcatenatedStream& vobs, std::int64_t source) {
+  if (vobs.getPosition() != source || vobs.current >= vobs.entries.size()) return 0;
+  const ConcatenatedStream::Entry& entry = vobs.entries[vobs.current];
+  if (!entry.stream || source < entry.start) return 0;
+  return std::max<std::int64_t>(entry.start + entry.length - source, 0);
+}
+
 }  // namespace
 
 void CellSequence::assign(std::vector<Span> spans) {
@@ -24,7 +34,7 @@ void CellSequence::assign(std::vector<Span> spans) {
 }
 
 std::int64_t CellSequence::currentSector() const {
-  if (span_ >= spans_.size()) return endSector();
+  if (atEnd()) return spans_.empty() ? 0 : spans_.back().endExclusive;
   return spans_[span_].first + (position_ - starts_[span_]) / kSector;
 }
 
@@ -52,13 +62,19 @@ std::int32_t CellSequence::read(ConcatenatedStream& vobs, void* buffer, std::int
     std::int64_t intoSpan = position_ - starts_[i];
     std::int64_t spanLength = (i + 1 < starts_.size() ? starts_[i + 1] : length_) - starts_[i];
     std::int64_t source = spans_[i].first * kSector + intoSpan;
-    if (vobs.getPosition() != source) {
+    // The joined files go on into the next file from wherever that file's
+    // own pointer stands, which is right only for a range read front to
+    // back. Cells jump about, so each read stays inside one file and every
+    // new file is entered by a seek.
+    std::int64_t fileLeft = bytesLeftInFile(vobs, source);
+    if (fileLeft <= 0) {
       vobs.seek(source);
+      fileLeft = bytesLeftInFile(vobs, source);
       // The files end before this cell does.
-      if (vobs.getPosition() != source) break;
+      if (fileLeft <= 0) break;
     }
-    std::int32_t want =
-        static_cast<std::int32_t>(std::min<std::int64_t>(count - done, spanLength - intoSpan));
+    std::int32_t want = static_cast<std::int32_t>(
+        std::min({static_cast<std::int64_t>(count - done), spanLength - intoSpan, fileLeft}));
     std::int32_t got = vobs.read(out + done, want);
     if (got <= 0) break;
     done += got;

@@ -24,8 +24,8 @@ class CellSequence {
   std::int64_t length() const { return length_; }
   std::int64_t position() const { return position_; }
   bool atEnd() const { return position_ >= length_; }
-  // The VOB sector the next byte comes from; the sequence's end sector at
-  // its end.
+  // The VOB sector the next byte comes from; at the end, the sector after
+  // the last cell.
   std::int64_t currentSector() const;
   // The highest sector any cell reaches, exclusive; 0 with no cells.
   std::int64_t endSector() const;

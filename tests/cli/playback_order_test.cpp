@@ -214,8 +214,8 @@ TEST(ToolDvdPlaybackOrder, RefusesAChainWithAnAngleBlock) {
 TEST(ToolDvdPlaybackOrder, CellBeyondTheTitleSetIsAClearError) {
   ScratchDir dir;
   std::string disc = branchingCopy(dir);
-  // Chain 2's second cell now ends 1,000 sectors past the VOB.
-  std::int64_t sectors = std::filesystem::file_size(disc + "/VTS_01_1.VOB") / 2048;
+  // Chain 2's second cell now ends 1,000 sectors past the VOB files.
+  std::int64_t sectors = static_cast<std::int64_t>(titleSetBytes(disc, 1).size() / 2048);
   patchIfo(disc, [&](std::string& ifo) {
     putU32(ifo, cellAt(ifo, 2, 2) + 20, static_cast<std::uint32_t>(sectors + 999));
   });

@@ -24,14 +24,18 @@ namespace {
 
 using testing_support::fileBytes;
 
+// What libdvdread's facts list for a disc gives after `key`.
+std::string factsValue(const std::string& disc, const std::string& key) {
+  std::ifstream in(samplePath(disc + "/dvdread-facts.txt"));
+  std::string line;
+  while (std::getline(in, line))
+    if (line.compare(0, key.size() + 1, key + " ") == 0) return line.substr(key.size() + 1);
+  return "";
+}
+
 // The sha256 that the facts list gives for a program chain.
 std::string factsSha256(const std::string& chain) {
-  std::ifstream in(samplePath("dvd/dvdread-facts.txt"));
-  std::string line;
-  const std::string key = chain + ".sha256 ";
-  while (std::getline(in, line))
-    if (line.compare(0, key.size(), key) == 0) return line.substr(key.size(), 64);
-  return "";
+  return factsValue("dvd", chain + ".sha256").substr(0, 64);
 }
 
 // The sector range of a program chain in the sample disc's title set 1,
@@ -233,6 +237,38 @@ TEST_F(ReadPathGraph, DvdReadModeTwoThroughSourceControlDeliversTheSecondChain) 
   ASSERT_TRUE(p.finished);
   EXPECT_EQ(p.total, 163 * 2048);
   EXPECT_EQ(sha256Hex(p.data), expected);
+}
+
+// With "DvdPlaybackOrder" set to 1 a chain is its cells in the chain's order,
+// each cell's own sectors: on the branching sample, chain 2 plays title 1's
+// last cell and then its first, chain 3 the first and then the last. The
+// length is the cells' sum; without the setting chain 3 keeps its range.
+TEST_F(ReadPathGraph, PlaybackOrderFromTheRegistryDeliversTheCellsInOrder) {
+  storeSetting("DvdReadMode", 2);
+  storeSetting("DvdTitle", 1);
+  storeSetting("DvdAudio", 0);
+  storeSetting("DvdPlaybackOrder", 1);
+  const std::string vob = samplePath("dvd-branching/VIDEO_TS/VTS_01_1.VOB");
+  for (int pgc : {1, 2}) {
+    SCOPED_TRACE(pgc);
+    storeSetting("DvdPgc", static_cast<DWORD>(pgc));
+    const std::string fact =
+        factsValue("dvd-branching", "vts.1.pgc." + std::to_string(pgc + 1) + ".playback_sha256");
+    ASSERT_GT(fact.size(), 64u);
+    const long sectors = std::stol(fact.substr(fact.rfind(' ') + 1));
+    for (long size : {2048L, 3000L, 65536L}) {
+      Played p = play(vob, PullSink::Mode::Aligned, size, nothing);
+      ASSERT_EQ(p.connect, S_OK);
+      ASSERT_TRUE(p.finished);
+      EXPECT_EQ(p.total, sectors * 2048);
+      EXPECT_EQ(p.failure, S_OK) << size;
+      EXPECT_EQ(sha256Hex(p.data), fact.substr(0, 64)) << "sample size " << size;
+    }
+  }
+  storeSetting("DvdPlaybackOrder", 0);
+  Played range = play(vob, PullSink::Mode::Aligned, 65536, nothing);
+  ASSERT_TRUE(range.finished);
+  EXPECT_EQ(sha256Hex(range.data), factsValue("dvd-branching", "vts.1.pgc.3.sha256").substr(0, 64));
 }
 
 TEST_F(ReadPathGraph, DvdReadModeOneWritesTheDefaultAudioWhenTheGraphStops) {

@@ -461,3 +461,143 @@ TEST_F(DvdTitleReaderTest, LastSectorAtTheLargestNumberKeepsTheRangeBounded) {
   EXPECT_EQ(reader.startBlock, 7);
   EXPECT_EQ(reader.endBlock, 0);
 }
+
+// Playback order: the chain's cells in its order, each cell's own sectors.
+class DvdPlaybackOrder : public DvdTitleReaderTest {
+ protected:
+  void SetUp() override {
+    f = folder("VIDEO_TS");
+    put(f, "VIDEO_TS.IFO", videoManager(1));
+    CellSectors angle{20, 29};
+    angle.flags = 0x50;  // first cell of an angle block
+    CellSectors inBlockNotAngle{20, 29};
+    inBlockNotAngle.flags = 0x60;  // first cell of a block of another type
+    put(f, "VTS_01_0.IFO",
+        titleSet({programChain({{8, 9}, {2, 3}, {5, 5}}, {1}),
+                  programChain({{0, 9}, angle}, {1}),
+                  programChain({{4, 3}}, {1}),
+                  programChain({}, {}),
+                  programChain({inBlockNotAngle}, {1})}));
+    // Sector n of the title set is 2048 bytes of the value n.
+    std::string vob;
+    for (int n = 0; n < 30; ++n) vob += std::string(2048, static_cast<char>(n));
+    dir.write("VIDEO_TS/VTS_01_1.VOB", vob.substr(0, 6 * 2048));
+    dir.write("VIDEO_TS/VTS_01_2.VOB", vob.substr(6 * 2048));
+    ASSERT_EQ(reader.openIfo(f), 0);
+    reader.selectTitleSet(1, 1);
+    LogSink::entries().clear();
+  }
+  // The sector numbers of what the reader gives, a byte per sector.
+  std::vector<int> readAll(std::int32_t request) {
+    std::vector<int> sectors;
+    std::vector<std::uint8_t> buffer(static_cast<std::size_t>(request));
+    std::string bytes;
+    while (std::int32_t got = reader.readRange(buffer.data(), request))
+      bytes.append(reinterpret_cast<char*>(buffer.data()), static_cast<std::size_t>(got));
+    for (std::size_t at = 0; at < bytes.size(); at += 2048) sectors.push_back(bytes[at]);
+    return sectors;
+  }
+  std::string f;
+};
+
+TEST_F(DvdPlaybackOrder, CellsComeInTheChainsOrderEachWithItsOwnSectors) {
+  ASSERT_EQ(reader.selectPlaybackOrder(0), 0);
+  EXPECT_TRUE(reader.playbackOrder);
+  EXPECT_EQ(reader.getRangeLength(), 5 * 2048);
+  EXPECT_EQ(readAll(2048), (std::vector<int>{8, 9, 2, 3, 5}));
+  EXPECT_TRUE(reader.isEnd());
+  EXPECT_TRUE(sink.has(2, "cell 2: startblock 2, endblock 3"));
+}
+
+TEST_F(DvdPlaybackOrder, OneReadCrossesCellsAndFiles) {
+  ASSERT_EQ(reader.selectPlaybackOrder(0), 0);
+  EXPECT_EQ(readAll(3 * 2048 + 100), (std::vector<int>{8, 9, 2, 3, 5}));
+  EXPECT_EQ(reader.getRangePosition(), 5 * 2048);
+}
+
+TEST_F(DvdPlaybackOrder, SeekLandsInTheCellThatHoldsThePosition) {
+  ASSERT_EQ(reader.selectPlaybackOrder(0), 0);
+  EXPECT_EQ(reader.seekRange(3 * 2048 + 7), 3 * 2048 + 7);
+  std::uint8_t byte = 0xEE;
+  ASSERT_EQ(reader.readRange(&byte, 1), 1);
+  EXPECT_EQ(byte, 3);
+  EXPECT_EQ(reader.seekRange(0), 0);
+  ASSERT_EQ(reader.readRange(&byte, 1), 1);
+  EXPECT_EQ(byte, 8);
+}
+
+TEST_F(DvdPlaybackOrder, SeekOutsideTheCellsFailsAndStaysPut) {
+  ASSERT_EQ(reader.selectPlaybackOrder(0), 0);
+  ASSERT_EQ(reader.seekRange(2048), 2048);
+  EXPECT_EQ(reader.seekRange(5 * 2048 + 1), -1);
+  EXPECT_EQ(reader.seekRange(-1), -1);
+  EXPECT_EQ(reader.getRangePosition(), 2048);
+  EXPECT_EQ(reader.seekRange(5 * 2048), 5 * 2048);  // the end itself is a place
+  EXPECT_TRUE(reader.isEnd());
+}
+
+TEST_F(DvdPlaybackOrder, WholeSectorReadsTakeTheCellsInOrder) {
+  ASSERT_EQ(reader.selectPlaybackOrder(0), 0);
+  std::vector<std::uint8_t> all(6 * 2048);
+  ASSERT_EQ(reader.readSectors(all.data(), 6 * 2048), 5 * 2048);
+  EXPECT_EQ(all[2 * 2048], 2);
+  EXPECT_EQ(all[4 * 2048 + 2047], 5);
+}
+
+TEST_F(DvdPlaybackOrder, AngleBlockIsRefusedAndNothingIsSelected) {
+  EXPECT_EQ(reader.selectPlaybackOrder(1), 1);
+  EXPECT_TRUE(sink.has(1, "program chain 2 of title set 1: cell 2 belongs to an angle block "
+                          "(multi-angle chains are not supported)"));
+  EXPECT_EQ(reader.getRangeLength(), 0);
+  EXPECT_TRUE(reader.isEnd());
+  std::uint8_t byte = 0;
+  EXPECT_EQ(reader.readRange(&byte, 1), 0);
+}
+
+TEST_F(DvdPlaybackOrder, BlockOfAnotherTypeIsPlayed) {
+  EXPECT_EQ(reader.selectPlaybackOrder(4), 0);
+  EXPECT_EQ(reader.getRangeLength(), 10 * 2048);
+}
+
+TEST_F(DvdPlaybackOrder, CellThatEndsBeforeItStartsIsRefused) {
+  EXPECT_EQ(reader.selectPlaybackOrder(2), 1);
+  EXPECT_TRUE(sink.has(1, "program chain 3 of title set 1: cell 1 ends (sector 3) before it "
+                          "starts (sector 4)"));
+  EXPECT_EQ(reader.getRangeLength(), 0);
+}
+
+TEST_F(DvdPlaybackOrder, ChainWithoutCellsOrNumberOutsideTheTableIsRefused) {
+  EXPECT_EQ(reader.selectPlaybackOrder(3), 1);
+  EXPECT_TRUE(sink.has(1, "pgc 3 has no cells."));
+  EXPECT_EQ(reader.selectPlaybackOrder(9), 1);
+  EXPECT_TRUE(sink.has(1, "pgc 9 does not exist."));
+  EXPECT_EQ(reader.getRangeLength(), 0);
+}
+
+TEST_F(DvdPlaybackOrder, RefusalAfterAGoodSelectionLeavesNoStaleCells) {
+  ASSERT_EQ(reader.selectPlaybackOrder(0), 0);
+  ASSERT_EQ(reader.selectPlaybackOrder(2), 1);
+  EXPECT_EQ(reader.getRangeLength(), 0);
+  EXPECT_TRUE(reader.isEnd());
+}
+
+TEST_F(DvdPlaybackOrder, ARangeSelectionEndsPlaybackOrder) {
+  ASSERT_EQ(reader.selectPlaybackOrder(0), 0);
+  ASSERT_EQ(reader.selectProgramChain(0), 0);
+  EXPECT_FALSE(reader.playbackOrder);
+  EXPECT_EQ(reader.getRangeLength(), -1);  // from sector 8 to sector 5: no range
+  ASSERT_EQ(reader.selectCell(1), 0);
+  EXPECT_EQ(reader.getRangeLength(), 2 * 2048);
+}
+
+TEST_F(DvdPlaybackOrder, FilesEndingInsideACellShortenTheRead) {
+  // The files now end after sector 6; the chain starts at sector 8. (An
+  // open file cannot be rewritten on every system: close them first.)
+  reader.vobStream.reset();
+  dir.write("VIDEO_TS/VTS_01_2.VOB", std::string(2048, 6));
+  reader.selectTitleSet(1, 1);
+  ASSERT_EQ(reader.selectPlaybackOrder(0), 0);
+  std::vector<std::uint8_t> all(5 * 2048);
+  EXPECT_EQ(reader.readSectors(all.data(), 5 * 2048), 0);  // sector 8 is past the files
+  EXPECT_EQ(reader.cellOrder.currentSector(), 8);
+}

@@ -34,6 +34,7 @@ struct CellSectors {
   std::uint32_t first;  // first VOBU start sector
   std::uint32_t last;   // last VOBU end sector
   std::uint8_t time[4] = {0, 0, 1, 0x40};  // 1 s at 25 frames/s
+  std::uint8_t flags = 0;  // block mode and type, seamless and STC bits
 };
 
 // A program chain block: header, program map, cell playback and position
@@ -54,6 +55,7 @@ inline Bytes programChain(const std::vector<CellSectors>& cells, const std::vect
   if (!cells.empty()) {
     pgc.u16(0xE8, static_cast<unsigned>(at));
     for (const CellSectors& c : cells) {
+      pgc.u8(at, c.flags);
       for (int i = 0; i < 4; ++i) pgc.u8(at + 4 + i, c.time[i]);
       pgc.u32(at + 8, c.first);
       pgc.u32(at + 20, c.last);
