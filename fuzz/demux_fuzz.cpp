@@ -2,7 +2,8 @@
 // The first four bytes seed the chunk sizes (0 to 6143 bytes, now and then a
 // negative length, which must be ignored); the rest is the stream. Every kind
 // of output is registered, half of the inputs with timing files, on real
-// files in a folder of the process made once.
+// files in a folder of the process made once. The whole packs of each chunk
+// also go through the first-time-stamp scan the tool's delays come from.
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -10,6 +11,7 @@
 #include <memory>
 #include <string>
 
+#include "demux/first_timestamps.h"
 #include "demux/timing_file.h"
 #include "demux/vob_demuxer.h"
 
@@ -62,6 +64,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // is caught.
     std::uint32_t state = seed | 1;
     std::size_t at = 0;
+    FirstTimestamps stamps;
     while (at < size) {
       state ^= state << 13;
       state ^= state >> 17;
@@ -75,10 +78,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       std::unique_ptr<std::uint8_t[]> piece(new std::uint8_t[chunk]);
       if (chunk) std::memcpy(piece.get(), data + at, chunk);
       demuxer.Demultiplex(piece.get(), static_cast<std::int32_t>(chunk));
+      stamps.scan(piece.get(), chunk / 2048);
       at += chunk;
       if ((state >> 4 & 63) == 0) demuxer.FlushAll();
     }
     demuxer.CloseAll();
+    // A stamp has 33 bits.
+    for (int key : {FirstTimestamps::video, FirstTimestamps::ac3(0), FirstTimestamps::mpegAudio(0)})
+      if (stamps.first(key) && (*stamps.first(key) < 0 || *stamps.first(key) >= (1ll << 33)))
+        std::abort();
   }
   timing::releaseAllTimingFiles();
   return 0;

@@ -8,7 +8,8 @@
 //   0  title set choice (low 3 bits), title VOBs or menu VOB (bit 3), force
 //      the title set identifier (bit 4), two copies of the title set (bit 5)
 //   1  program chain (signed)    2  cell (signed)
-//   3  how the range is chosen (low 2 bits)
+//   3  how the range is chosen (low 2 bits); then, with bit 2, the chain's
+//      cells in playback order instead
 //   4  audio choice (bit 7: none)   5  audio mode   6  audio stream
 //   7  number of steps (at most 16)
 //   8  the steps, 4 bytes each: kind, then a 24-bit amount
@@ -121,6 +122,7 @@ inline int runOne(const std::uint8_t* data, std::size_t size) {
     case 2: reader.selectProgramChainQuiet(pgc); break;
     case 3: reader.setSectorRange(pgc * 7, cell * 9); break;
   }
+  if (head[3] & 0x04) reader.selectPlaybackOrder(pgc);
   reader.audioSelect = (head[4] & 0x80) ? -1 : head[4];
   reader.setAudio(static_cast<std::int32_t>(head[5] % 4) - 1, head[6] & 0x3F);
 
@@ -162,6 +164,10 @@ inline int runOne(const std::uint8_t* data, std::size_t size) {
         (void)reader.getRangePosition();
         break;
     }
+    // The cells in order never put the position outside them.
+    if (reader.playbackOrder && (reader.getRangePosition() < 0 ||
+                                 reader.getRangePosition() > reader.getRangeLength()))
+      std::abort();
   }
   return 0;
 }
