@@ -51,6 +51,19 @@ elseif(CASE STREQUAL "dvd")
   if(NOT digest STREQUAL expected)
     message(FATAL_ERROR "program chain digest ${digest}, libdvdread ${expected}")
   endif()
+elseif(CASE STREQUAL "dvd-playback-order")
+  # The branching sample's chain 2 plays title 1's last cell, then its first
+  # (which runs from the first VOB file into the second).
+  run_tool(STATUS s ARGS dvd ${win_samples}/dvd-branching --title 1 --pgc 2 --playback-order
+           -o ${win_work}/cells.vob)
+  expect_status(${s} 0)
+  file(SHA256 ${WORK}/cells.vob digest)
+  file(STRINGS ${SAMPLES}/dvd-branching/dvdread-facts.txt fact
+       REGEX "^vts\\.1\\.pgc\\.2\\.playback_sha256 ")
+  string(SUBSTRING "${fact}" 28 64 expected)
+  if(NOT digest STREQUAL expected)
+    message(FATAL_ERROR "cells digest ${digest}, libdvdread ${expected}")
+  endif()
 elseif(CASE STREQUAL "dvd-ac3")
   # The filtered range through stdout, then demultiplexed again: its AC-3
   # stream is still the reference and its MPEG audio is gone.
