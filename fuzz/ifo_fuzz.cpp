@@ -1,16 +1,19 @@
 // Fuzzes the IFO parsers: any bytes, parsed as a Video Manager and as a title
 // set (the identifier is forced for half the inputs so that the parsers get
-// past it), then dumped. The dump and the log go to a stream that only
+// past it), then dumped, and every program chain of the title set timed into
+// chapters as the tool lists them. The dump and the log go to a stream that only
 // counts, so each run costs what the parsers and printers cost, not the
 // growth of a string; past 64 KiB the stream refuses further text, so a
 // record of many entries is still walked whole by its printer but no longer
 // formatted at length, and the target keeps its pace.
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <ostream>
 #include <streambuf>
 #include <vector>
 
+#include "dvdnav/chapter_list.h"
 #include "dvdnav/ifo_dump.h"
 #include "dvdnav/ifo_parser.h"
 
@@ -56,6 +59,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     dvdnav::TitleSetInfo vts;
     dvdnav::parseTitleSet(dvdnav::IfoBytes(bytes.data(), bytes.size()), vts, out);
     out << vts;
+    for (const dvdnav::ProgramChain& pgc : vts.programchains) {
+      try {
+        std::vector<dvdnav::Chapter> chapters = dvdnav::chapterList(pgc);
+        // Chapters follow one another and fill the chain.
+        std::int64_t at = 0;
+        for (const dvdnav::Chapter& c : chapters) {
+          if (c.start < at || c.length < 0) std::abort();
+          at = c.start;
+          out << dvdnav::ticksClock(c.start, false) << dvdnav::ticksSeconds(c.length);
+        }
+      } catch (const dvdnav::ChapterError&) {
+      }
+    }
   }
   return 0;
 }
