@@ -15,6 +15,8 @@
 #include "dvdnav/ifo_records.h"
 #include "input/concatenated_stream.h"
 
+class DiscFiles;
+
 class DvdTitleReader {
  public:
   // The largest IFO image read; a longer file is parsed from its start.
@@ -32,6 +34,10 @@ class DvdTitleReader {
   // Manager's title table counts, from `folder` (no trailing separator).
   // 0 on success, 1 when no Video Manager could be read.
   int openIfo(const std::string& folder);
+  // The same for the files of a disc image (or any other DiscFiles), which
+  // the title sets' VOB files then come from too; `location` names them in
+  // messages and becomes `folder`.
+  int openIfo(std::shared_ptr<const DiscFiles> source, const std::string& location);
 
   // Joins the VOB files of title set `n` (0: the Video Manager's menu VOB;
   // titleVobs 0: the title set's menu VOB). Always 0.
@@ -86,6 +92,8 @@ class DvdTitleReader {
   std::vector<std::unique_ptr<dvdnav::TitleSetInfo>> titleSets;
   std::ostream& log;
   std::string folder;
+  // Where the files come from when not from `folder` on disk.
+  std::shared_ptr<const DiscFiles> discFiles;
 
   std::int32_t titleSetNumber = 0;
   std::int32_t pgcNumber = 0;
@@ -106,6 +114,7 @@ class DvdTitleReader {
   const dvdnav::TitleSetInfo* titleSetFor(std::int32_t shownNumber, bool quiet);
   // Sets the range of the cells [first, last] of `pgc`.
   int selectCells(const dvdnav::CellPlayback& first, const dvdnav::CellPlayback& last);
-  std::int64_t readIfo(const std::string& name, std::uint8_t* buffer);
+  int loadIfos(const DiscFiles& source, const std::string& location);
+  std::int64_t readIfo(const DiscFiles& source, const std::string& name, std::uint8_t* buffer);
   void say(int level);
 };

@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <filesystem>
 #include <memory>
+#include <sstream>
 
+#include "dvdnav/dvd_title_reader.h"
 #include "input/disc_files.h"
 #include "input/disc_image.h"
 #include "input/scrambled_packs.h"
@@ -238,3 +240,34 @@ TEST(DiscImage, FileStreamReadsItsExtentsInOrder) {
   EXPECT_EQ(none.tell(), -1);
 }
 
+// The title reader opened on an image reads every program chain's range as
+// it does from the folder the image was made of.
+TEST(DiscFiles, TitleReaderOnAnImageReadsTheFolderRanges) {
+  for (const SampleImage& kind : sampleImages()) {
+    SCOPED_TRACE(kind.label);
+    std::ostringstream folderLog, imageLog;
+    DvdTitleReader onFolder(folderLog), onImage(imageLog);
+    ASSERT_EQ(onFolder.openIfo(imageSourceFolder(kind)), 0);
+    auto bytes = std::make_shared<FileImageBytes>(imagePath(kind));
+    auto files = std::make_shared<ImageFiles>(bytes, disc::readImageTable(*bytes), "image");
+    ASSERT_EQ(onImage.openIfo(files, "image/VIDEO_TS"), 0);
+    EXPECT_EQ(onImage.folder, "image/VIDEO_TS");
+    ASSERT_EQ(onImage.titleSets.size(), onFolder.titleSets.size());
+    for (std::int32_t t = 1; t <= static_cast<std::int32_t>(onFolder.titleSets.size()); ++t) {
+      for (std::size_t p = 0; p < onFolder.titleSets[t - 1]->programchains.size(); ++p) {
+        SCOPED_TRACE(std::to_string(t) + "/" + std::to_string(p));
+        for (DvdTitleReader* reader : {&onFolder, &onImage}) {
+          reader->selectTitleSet(t, 1);
+          ASSERT_EQ(reader->selectProgramChain(static_cast<std::int32_t>(p)), 0);
+        }
+        EXPECT_EQ(onImage.vobStream->getLength(), onFolder.vobStream->getLength());
+        std::string a(1 << 20, '\0'), b(1 << 20, '\0');
+        std::int32_t gotFolder = onFolder.readRange(a.data(), static_cast<std::int32_t>(a.size()));
+        std::int32_t gotImage = onImage.readRange(b.data(), static_cast<std::int32_t>(b.size()));
+        ASSERT_GT(gotFolder, 0);
+        ASSERT_EQ(gotImage, gotFolder);
+        EXPECT_TRUE(a == b);
+      }
+    }
+  }
+}
