@@ -31,6 +31,7 @@ const char* kHelp =
     "  --video FILE       the video stream\n"
     "options:\n"
     "  --title N, --pgc P, --cell C   the selection, as for 'fennoria dvd'\n"
+    "VIDEO_TS may also be a disc image (movie.iso) or a drive (/dev/sr0).\n"
     "  --timing           also write FILE.timing beside each output: one line\n"
     "                     'position PTS DTS' per packet with a time stamp\n"
     "  -q, --quiet        no progress line\n"
@@ -38,7 +39,8 @@ const char* kHelp =
     "examples:\n"
     "  fennoria demux /media/dvd/VIDEO_TS --title 1 --pgc 1 --ac3 0=en.ac3 --mpeg 1=de.mp2\n"
     "  fennoria demux /media/dvd/VIDEO_TS --title 1 --pgc 1 --sub 0=en.sub --timing\n"
-    "  fennoria demux title.vob --ac3 0=audio.ac3 --video video.m2v\n";
+    "  fennoria demux title.vob --ac3 0=audio.ac3 --video video.m2v\n"
+    "  fennoria demux movie.iso --title 1 --pgc 1 --ac3 0=en.ac3\n";
 
 struct Choice {
   int kind;  // 0 AC-3, 2 MPEG audio, 3 subpicture
@@ -112,7 +114,7 @@ int runDemux(const std::vector<std::string>& argv) {
              {"--video", nullptr, true, false},
              {"--timing", nullptr, false, false}});
   if (args.help) return printHelp(kHelp);
-  if (args.positional.size() != 1) usage("demux", "give exactly one VIDEO_TS folder or VOB file");
+  if (args.positional.size() != 1) usage("demux", "give exactly one VIDEO_TS folder, disc image or VOB file");
   std::vector<Choice> choices;
   for (const auto& v : args.values("--ac3")) choices.push_back(parseChoice("--ac3", v, 0, 7));
   for (const auto& v : args.values("--mpeg")) choices.push_back(parseChoice("--mpeg", v, 2, 31));
@@ -130,7 +132,7 @@ int runDemux(const std::vector<std::string>& argv) {
   std::vector<ReadAhead::Source> readers;
   std::shared_ptr<Disc> disc;
   std::int64_t total = 0;
-  if (isDirectory(input)) {
+  if (isDirectory(input) || isDiscImage(input)) {
     if (!args.has("--title")) usage("demux", "missing --title N for a VIDEO_TS folder");
     if (!args.has("--pgc")) usage("demux", "missing --pgc P for a VIDEO_TS folder");
     std::int32_t titleSet = args.number("--title", 1, 99, 0);

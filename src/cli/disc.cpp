@@ -1,12 +1,15 @@
 #include "cli/disc.h"
 
 #include <cstdio>
+#include <filesystem>
 #include <vector>
 
 #include "cli/args.h"
 #include "cli/output.h"
 #include "demux/stream.h"
 #include "dvdnav/dvd_title_reader.h"
+#include "input/disc_files.h"
+#include "input/scrambled_packs.h"
 
 namespace cli {
 
@@ -32,13 +35,46 @@ bool hasIfo(const std::string& folder) {
   return isRegularFile(folder + "/VIDEO_TS.IFO") || isRegularFile(folder + "/video_ts.ifo");
 }
 
+bool isFileOrDrive(const std::string& path) {
+  std::error_code error;
+  return isRegularFile(path) || std::filesystem::is_block_file(std::filesystem::u8path(path), error);
+}
+
+// The VIDEO_TS folder inside the image `path`; every fault ends the run
+// with a message naming the image.
+std::shared_ptr<const DiscFiles> openImage(const std::string& path) {
+  auto bytes = std::make_shared<FileImageBytes>(path);
+  if (!bytes->isOpen()) fail(path, "cannot be opened");
+  disc::ImageTable table = disc::readImageTable(*bytes);
+  if (table.problem == disc::Problem::NotAnImage)
+    fail(path, "is neither a VIDEO_TS folder nor a disc image (no UDF or ISO 9660 volume)");
+  if (table.problem != disc::Problem::None) fail(path, table.message);
+  if (!disc::findFile(table, "VIDEO_TS.IFO"))
+    fail(path, "no VIDEO_TS.IFO in the image's VIDEO_TS folder");
+  auto files = std::make_shared<ImageFiles>(bytes, std::move(table), path + "/VIDEO_TS");
+  std::string scrambled = disc::findScrambledVob(*files);
+  if (!scrambled.empty())
+    fail(path, "the disc is scrambled (CSS; " + scrambled +
+                   " is encrypted), and decrypting it is not fennoria's business");
+  return files;
+}
+
 }  // namespace
+
+bool isDiscImage(const std::string& path) {
+  if (!isFileOrDrive(path)) return false;
+  FileImageBytes bytes(path);
+  return bytes.isOpen() && disc::hasVolumeSignature(bytes);
+}
 
 Disc::Disc(const std::string& name, bool dumpToStdout) : folder(name) {
   while (folder.size() > 1 && (folder.back() == '/' || folder.back() == '\\')) folder.pop_back();
   if (!isDirectory(folder)) {
-    if (isRegularFile(folder)) fail(folder, "is a file; give the VIDEO_TS folder");
-    fail(folder, "no such folder");
+    if (!isFileOrDrive(folder)) fail(folder, "no such folder");
+    std::string image = folder;
+    folder += "/VIDEO_TS";
+    load(openImage(image), dumpToStdout);
+    return;
   }
   if (!hasIfo(folder)) {
     for (const char* child : {"VIDEO_TS", "video_ts"})
@@ -48,10 +84,14 @@ Disc::Disc(const std::string& name, bool dumpToStdout) : folder(name) {
       }
   }
   if (!hasIfo(folder)) fail(folder, "no VIDEO_TS.IFO (or video_ts.ifo) in this folder");
+  load(nullptr, dumpToStdout);
+}
+
+void Disc::load(std::shared_ptr<const DiscFiles> image, bool dumpToStdout) {
   dumpLevel3 = dumpToStdout;
   readerMessages.clear();
   reader = std::make_unique<DvdTitleReader>(readerLog);
-  int result = reader->openIfo(folder);
+  int result = image ? reader->openIfo(std::move(image), folder) : reader->openIfo(folder);
   dumpLevel3 = false;
   if (result != 0)
     fail(folder + "/VIDEO_TS.IFO",
