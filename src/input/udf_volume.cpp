@@ -17,6 +17,12 @@ constexpr std::int64_t kAnchorSector = 256;
 // The largest directory read whole. VIDEO_TS holds at most a few hundred
 // names (about 100 bytes each); anything far beyond is not a DVD.
 constexpr std::int64_t kMaxDirectoryBytes = 4 << 20;
+// The most volume descriptors read: a sequence holds a handful, and
+// pointers to overlapping extents must not make the walk quadratic.
+constexpr std::int64_t kMaxVolumeDescriptors = 1024;
+// The most extents taken for one file: a DVD file has one, and the list
+// must not grow with a hostile chain of continuation extents.
+constexpr std::size_t kMaxExtents = 4096;
 
 enum Tag : std::uint32_t {
   kVolumePointer = 3,
@@ -86,7 +92,7 @@ struct Volume {
   Partition partition;
   LongAd fileSet;
 
-  std::int64_t sectorOf(std::uint32_t block, const std::string& what) const {
+  std::int64_t sectorOf(std::int64_t block, const std::string& what) const {
     if (block >= partition.length)
       raise(Problem::Malformed, what + " points to block " + std::to_string(block) +
                                     ", outside the partition's " +
@@ -146,6 +152,7 @@ Volume readVolume(ImageBytes& image, ExtentAd sequence) {
   std::vector<Partition> partitions;
   LogicalVolume volume;
   std::set<std::uint32_t> visited;
+  std::int64_t read = 0;
   bool more = true;
   while (more) {
     if (!visited.insert(sequence.sector).second)
@@ -154,6 +161,9 @@ Volume readVolume(ImageBytes& image, ExtentAd sequence) {
     more = false;
     std::int64_t count = sequence.length / kSectorSize;
     for (std::int64_t i = 0; i < count; ++i) {
+      if (++read > kMaxVolumeDescriptors)
+        raise(Problem::Malformed, "more than " + std::to_string(kMaxVolumeDescriptors) +
+                                      " volume descriptors");
       Sector s = readSector(image, static_cast<std::int64_t>(sequence.sector) + i,
                             "volume descriptor " + std::to_string(i));
       DescriptorTag tag = readTag(s.data());
@@ -193,36 +203,45 @@ struct FileEntry {
 };
 
 // Reads the allocation descriptors (type 0 short, 1 long) in `bytes`,
-// following continuation extents, each block once.
+// following continuation extents, each block once. A loop rather than
+// recursion: the chain may be as long as the image allows.
 void readAllocation(const Volume& volume, const std::uint8_t* bytes, std::uint32_t size,
-                    int type, std::set<std::uint32_t>& visited, FileEntry& entry,
-                    const std::string& name) {
-  std::uint32_t step = type == 0 ? 8 : 16;
-  for (std::uint32_t at = 0; at + step <= size; at += step) {
-    LongAd ad = type == 0 ? LongAd{le32(bytes + at), le32(bytes + at + 4), 0}
-                          : readLongAd(bytes + at);
-    std::uint32_t length = ad.length & 0x3FFFFFFF;
-    std::uint32_t kind = ad.length >> 30;
-    if (length == 0) return;
-    if (kind == 3) {
-      if (!visited.insert(ad.block).second)
-        raise(Problem::Malformed, name + ": allocation extents loop back to block " +
-                                      std::to_string(ad.block));
-      Sector next = volume.block(ad, name + ": allocation extent");
-      expectTag(next.data(), kAllocationExtent, name + ": allocation extent");
-      std::uint32_t inside = le32(next.data() + 20);
-      if (inside > kSectorSize - 24)
-        raise(Problem::Malformed, name + ": allocation extent holds " +
-                                      std::to_string(inside) + " bytes of descriptors");
-      readAllocation(volume, next.data() + 24, inside, type, visited, entry, name);
-      return;
+                    int type, FileEntry& entry, const std::string& name) {
+  const std::uint32_t step = type == 0 ? 8 : 16;
+  std::set<std::uint32_t> visited;
+  Sector continuation{};
+  for (bool more = true; more;) {
+    more = false;
+    for (std::uint32_t at = 0; at + step <= size && !more; at += step) {
+      LongAd ad = type == 0 ? LongAd{le32(bytes + at), le32(bytes + at + 4), 0}
+                            : readLongAd(bytes + at);
+      std::uint32_t length = ad.length & 0x3FFFFFFF;
+      std::uint32_t kind = ad.length >> 30;
+      if (length == 0) return;
+      if (kind == 3) {
+        if (!visited.insert(ad.block).second)
+          raise(Problem::Malformed, name + ": allocation extents loop back to block " +
+                                        std::to_string(ad.block));
+        continuation = volume.block(ad, name + ": allocation extent");
+        expectTag(continuation.data(), kAllocationExtent, name + ": allocation extent");
+        size = le32(continuation.data() + 20);
+        if (size > kSectorSize - 24)
+          raise(Problem::Malformed, name + ": allocation extent holds " + std::to_string(size) +
+                                        " bytes of descriptors");
+        bytes = continuation.data() + 24;
+        more = true;
+        continue;
+      }
+      if (kind != 0)
+        raise(Problem::Unsupported, name + ": an extent is allocated but not recorded");
+      if (entry.extents.size() >= kMaxExtents)
+        raise(Problem::Unsupported, name + ": more than " + std::to_string(kMaxExtents) +
+                                        " extents (DVD files have one)");
+      std::int64_t sectors = (static_cast<std::int64_t>(length) + kSectorSize - 1) / kSectorSize;
+      std::int64_t first = volume.sectorOf(ad.block, name + ": an extent");
+      volume.sectorOf(ad.block + sectors - 1, name + ": an extent");
+      entry.extents.push_back({first * kSectorSize, length});
     }
-    if (kind != 0)
-      raise(Problem::Unsupported, name + ": an extent is allocated but not recorded");
-    std::int64_t sectors = (static_cast<std::int64_t>(length) + kSectorSize - 1) / kSectorSize;
-    std::int64_t first = volume.sectorOf(ad.block, name + ": an extent");
-    volume.sectorOf(static_cast<std::uint32_t>(ad.block + sectors - 1), name + ": an extent");
-    entry.extents.push_back({first * kSectorSize, length});
   }
 }
 
@@ -279,8 +298,7 @@ FileEntry readFileEntry(const Volume& volume, const LongAd& icb, const std::stri
   if (type > 1)
     raise(Problem::Unsupported,
           name + ": allocation descriptor type " + std::to_string(type));
-  std::set<std::uint32_t> visited;
-  readAllocation(volume, ads, adLength, type, visited, entry, name);
+  readAllocation(volume, ads, adLength, type, entry, name);
   fitExtents(entry, name);
   return entry;
 }

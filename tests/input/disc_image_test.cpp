@@ -271,3 +271,42 @@ TEST(DiscFiles, TitleReaderOnAnImageReadsTheFolderRanges) {
     }
   }
 }
+
+// A file entry whose allocation continues in an allocation extent descriptor
+// that continues in itself.
+TEST(DiscImage, AllocationExtentPointingToItselfIsALoop) {
+  std::vector<std::uint8_t> bytes = readBytes(imagePath(udfUpper()));
+  // A file entry (tag 261) of a 12,288-byte file: VIDEO_TS.IFO or one like it.
+  std::size_t entry = 0;
+  for (std::size_t at = 0; at < bytes.size() && !entry; at += kSector)
+    if (bytes[at] == 0x05 && bytes[at + 1] == 0x01 && bytes[at + 27] == 5 &&
+        le32At(bytes, at + 56) == 12288)
+      entry = at;
+  ASSERT_NE(entry, 0u);
+  // Its tag gives its own block, and so where the partition starts.
+  std::size_t partitionStart = entry / kSector - le32At(bytes, entry + 12);
+  // A free sector after it in the partition becomes the descriptor.
+  std::size_t free = entry + kSector;
+  while (std::any_of(bytes.begin() + static_cast<long>(free),
+                     bytes.begin() + static_cast<long>(free + kSector), [](std::uint8_t b) { return b; }))
+    free += kSector;
+  std::uint32_t block = static_cast<std::uint32_t>(free / kSector - partitionStart);
+  bytes[free] = 0x02;  // tag 258
+  bytes[free + 1] = 0x01;
+  bytes[free + 2] = 2;
+  putLe32(bytes, free + 12, block);
+  putLe32(bytes, free + 20, 8);
+  putLe32(bytes, free + 24, 0xC0000000u | kSector);
+  putLe32(bytes, free + 28, block);
+  fixTagChecksum(bytes, free);
+  // The entry's first descriptor (short or long: both start length, block).
+  std::size_t ads = entry + 176 + le32At(bytes, entry + 168);
+  putLe32(bytes, ads, 0xC0000000u | kSector);
+  putLe32(bytes, ads + 4, block);
+  fixTagChecksum(bytes, entry);
+  disc::ImageTable table = tableOf(bytes);
+  EXPECT_EQ(table.problem, disc::Problem::Malformed);
+  EXPECT_NE(table.message.find(": allocation extents loop back to block " + std::to_string(block)),
+            std::string::npos)
+      << table.message;
+}
