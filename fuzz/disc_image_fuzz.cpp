@@ -72,11 +72,12 @@ inline void readFile(const ImageFiles& files, const disc::ImageFile& file,
                      std::vector<std::uint8_t>& buffer) {
   auto stream = files.open(file.name);
   // Of two files with one name (in any case) the first is the one opened.
-  if (stream->getLength() != disc::findFile(files.table(), file.name)->length) std::abort();
+  const std::int64_t length = disc::findFile(files.table(), file.name)->length;
+  if (stream->getLength() != length) std::abort();
   std::int32_t got = stream->read(buffer.data(), kFileRead);
-  if (got < 0 || static_cast<std::int64_t>(got) > std::min<std::int64_t>(file.length, kFileRead))
+  if (got < 0 || static_cast<std::int64_t>(got) > std::min<std::int64_t>(length, kFileRead))
     std::abort();
-  stream->seek(file.length / 2);
+  stream->seek(length / 2);
   stream->read(buffer.data(), kFileRead);
 }
 
