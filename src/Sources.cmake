@@ -26,6 +26,7 @@ set(FENNORIA_INPUT_SOURCES
   ${_src}/input/iso9660_volume.cpp
   ${_src}/input/disc_files.cpp
   ${_src}/input/scrambled_packs.cpp
+  ${_src}/input/open_disc_image.cpp
   ${_src}/input/output_file_stream.cpp
   ${_src}/input/dvd_title_range.cpp
   ${_src}/input/random_access_reader.cpp)

@@ -9,7 +9,7 @@
 #include "demux/stream.h"
 #include "dvdnav/dvd_title_reader.h"
 #include "input/disc_files.h"
-#include "input/scrambled_packs.h"
+#include "input/open_disc_image.h"
 
 namespace cli {
 
@@ -43,20 +43,11 @@ bool isFileOrDrive(const std::string& path) {
 // The VIDEO_TS folder inside the image `path`; every fault ends the run
 // with a message naming the image.
 std::shared_ptr<const DiscFiles> openImage(const std::string& path) {
-  auto bytes = std::make_shared<FileImageBytes>(path);
-  if (!bytes->isOpen()) fail(path, "cannot be opened");
-  disc::ImageTable table = disc::readImageTable(*bytes);
-  if (table.problem == disc::Problem::NotAnImage)
+  OpenedDiscImage image = openDiscImage(path, path + "/VIDEO_TS");
+  if (image.problem == disc::Problem::NotAnImage)
     fail(path, "is neither a VIDEO_TS folder nor a disc image (no UDF or ISO 9660 volume)");
-  if (table.problem != disc::Problem::None) fail(path, table.message);
-  if (!disc::findFile(table, "VIDEO_TS.IFO"))
-    fail(path, "no VIDEO_TS.IFO in the image's VIDEO_TS folder");
-  auto files = std::make_shared<ImageFiles>(bytes, std::move(table), path + "/VIDEO_TS");
-  std::string scrambled = disc::findScrambledVob(*files);
-  if (!scrambled.empty())
-    fail(path, "the disc is scrambled (CSS; " + scrambled +
-                   " is encrypted), and decrypting it is not fennoria's business");
-  return files;
+  if (!image.files) fail(path, image.message);
+  return image.files;
 }
 
 }  // namespace

@@ -36,6 +36,8 @@ enum class Problem {
   Truncated,    // something lies beyond the image's end
   Malformed,    // descriptors that contradict themselves, loop or point outside
   Unsupported,  // valid, but a form DVD-Video discs do not use
+  Scrambled,    // readable, but its VOB files are encrypted
+  Unreadable,   // the file or device cannot be opened
 };
 
 struct ImageTable {
