@@ -1,6 +1,6 @@
 #include "input/scrambled_packs.h"
 
-#include <array>
+#include <vector>
 
 #include "input/disc_image_bytes.h"
 
@@ -30,14 +30,14 @@ bool isScrambledPack(const std::uint8_t* p) {
 }
 
 std::string findScrambledVob(const ImageFiles& files) {
-  std::array<std::uint8_t, kSectorSize> sector{};
+  // One read per file: the sectors looked at are read together.
+  std::vector<std::uint8_t> sectors(kSectorsLooked * kSectorSize);
   for (const ImageFile& file : files.table().files) {
     if (!endsWith(file.name, ".VOB")) continue;
-    auto stream = files.open(file.name);
-    for (int i = 0; i < kSectorsLooked; ++i) {
-      if (stream->read(sector.data(), kSectorSize) != kSectorSize) break;
-      if (isScrambledPack(sector.data())) return file.name;
-    }
+    std::int32_t got = files.open(file.name)->read(sectors.data(),
+                                                  static_cast<std::uint32_t>(sectors.size()));
+    for (std::int32_t at = 0; at + kSectorSize <= got; at += kSectorSize)
+      if (isScrambledPack(sectors.data() + at)) return file.name;
   }
   return {};
 }
