@@ -34,9 +34,9 @@ const char* kHelp =
     "\n"
     "examples:\n"
     "  fennoria dvd /media/dvd/VIDEO_TS --title 1 --pgc 1 -o title1.vob\n"
+    "  fennoria dvd movie.iso --title 1 --pgc 1 -o title1.vob\n"
     "  fennoria dvd /media/dvd/VIDEO_TS --title 1 --pgc 2 --ac3 0 | ffprobe -\n"
-    "  fennoria dvd /media/dvd --title 2 --pgc 1 --cell 3 --mpeg 1 -o cell.vob\n"
-    "  fennoria dvd movie.iso --title 1 --pgc 1 -o title1.vob\n";
+    "  fennoria dvd /media/dvd --title 2 --pgc 1 --cell 3 --mpeg 1 -o cell.vob\n";
 
 }  // namespace
 
