@@ -46,7 +46,7 @@ class SparseImageBytes : public ImageBytes {
   std::int64_t size() const override { return size_; }
 
   std::size_t readAt(std::int64_t offset, void* buffer, std::size_t count) override {
-    if (offset < 0 || offset >= size_) return 0;
+    if (count == 0 || offset < 0 || offset >= size_) return 0;
     count = static_cast<std::size_t>(std::min<std::int64_t>(static_cast<std::int64_t>(count),
                                                             size_ - offset));
     auto* out = static_cast<std::uint8_t*>(buffer);

@@ -36,7 +36,7 @@ std::size_t FileImageBytes::readAt(std::int64_t offset, void* buffer, std::size_
 }
 
 std::size_t MemoryImageBytes::readAt(std::int64_t offset, void* buffer, std::size_t count) {
-  if (offset < 0 || offset >= size()) return 0;
+  if (count == 0 || offset < 0 || offset >= size()) return 0;
   count = static_cast<std::size_t>(std::min<std::int64_t>(static_cast<std::int64_t>(count),
                                                           size() - offset));
   std::memcpy(buffer, bytes_.data() + offset, count);

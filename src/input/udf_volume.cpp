@@ -335,6 +335,9 @@ std::vector<std::uint8_t> readData(const Volume& volume, const FileEntry& entry,
   std::vector<std::uint8_t> data;
   data.reserve(static_cast<std::size_t>(entry.length));
   for (const Extent& e : entry.extents) {
+    // An empty directory embedded in its entry has an empty extent: nothing
+    // to read, and no buffer to read it into.
+    if (e.length == 0) continue;
     checkInsideImage(volume.image, e, name);
     std::size_t at = data.size();
     data.resize(at + static_cast<std::size_t>(e.length));
