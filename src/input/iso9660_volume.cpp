@@ -30,6 +30,7 @@ struct DirectoryRecord {
   std::uint32_t sector;
   std::uint32_t length;
   std::uint32_t flags;  // 0x02 directory, 0x80 more extents of the same file follow
+  bool self;            // "." or "..": the one-byte names 0 and 1
 };
 
 PrimaryVolume readPrimaryVolume(const Sector& s) {
@@ -69,14 +70,20 @@ std::string recordName(const std::uint8_t* p, std::uint32_t length) {
   return name;
 }
 
+// `size` bytes at `p` are the record's; nothing past them is read, not even
+// the name's length when the record is too short to hold it.
 DirectoryRecord readRecord(const std::uint8_t* p, std::uint32_t size, const std::string& where) {
+  if (size < 34)
+    raise(Problem::Malformed, where + ": record of " + std::to_string(size) +
+                                  " bytes, too short for its fields");
   std::uint32_t nameLength = p[32];
-  if (size < 33 || 33 + nameLength > size)
+  if (nameLength < 1 || 33 + nameLength > size)
     raise(Problem::Malformed, where + ": record of " + std::to_string(size) +
                                   " bytes with a name of " + std::to_string(nameLength));
   if (p[26] != 0 || p[27] != 0)
     raise(Problem::Unsupported, where + ": interleaved file");
-  return {recordName(p + 33, nameLength), le32(p + 2), le32(p + 10), p[25]};
+  bool self = nameLength == 1 && p[33] <= 1;
+  return {recordName(p + 33, nameLength), le32(p + 2), le32(p + 10), p[25], self};
 }
 
 // The records of a directory, without "." and "..". Records never cross a
@@ -99,9 +106,7 @@ std::vector<DirectoryRecord> readDirectory(ImageBytes& image, std::uint32_t sect
                                       " of sector " + std::to_string(sector + i) +
                                       " crosses the sector's end");
       DirectoryRecord r = readRecord(s.data() + at, size, name);
-      // "." and ".." are the one-byte names 0 and 1.
-      bool self = s[at + 32] == 1 && (s[at + 33] == 0 || s[at + 33] == 1);
-      if (!self) records.push_back(std::move(r));
+      if (!r.self) records.push_back(std::move(r));
       at += size;
     }
   }

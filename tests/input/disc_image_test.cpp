@@ -310,3 +310,15 @@ TEST(DiscImage, AllocationExtentPointingToItselfIsALoop) {
             std::string::npos)
       << table.message;
 }
+
+// A directory record too short to hold its own fields: nothing past its
+// length is read, its name's length included.
+TEST(DiscImage, Iso9660RecordTooShortForItsFieldsIsMalformed) {
+  std::vector<std::uint8_t> bytes = readBytes(imagePath(isoUpper()));
+  std::uint32_t root = le32At(bytes, 16 * kSector + 158);
+  ASSERT_EQ(bytes[root * kSector + 33], 0);  // the first record is the root's "."
+  bytes[root * kSector] = 8;
+  disc::ImageTable table = tableOf(bytes);
+  EXPECT_EQ(table.problem, disc::Problem::Malformed);
+  EXPECT_EQ(table.message, "ISO 9660 root directory: record of 8 bytes, too short for its fields");
+}
