@@ -20,6 +20,13 @@ set(FENNORIA_INPUT_SOURCES
   ${_src}/input/multiple_file_inputer.cpp
   ${_src}/input/dvd_inputer.cpp
   ${_src}/input/concatenated_stream.cpp
+  ${_src}/input/image_bytes.cpp
+  ${_src}/input/disc_image.cpp
+  ${_src}/input/udf_volume.cpp
+  ${_src}/input/iso9660_volume.cpp
+  ${_src}/input/disc_files.cpp
+  ${_src}/input/scrambled_packs.cpp
+  ${_src}/input/open_disc_image.cpp
   ${_src}/input/output_file_stream.cpp
   ${_src}/input/dvd_title_range.cpp
   ${_src}/input/cell_sequence.cpp

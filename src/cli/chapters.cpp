@@ -21,6 +21,8 @@ const char* kHelp =
     "to the millisecond only when printed). Only the IFO files are read.\n"
     "\n"
     "  VIDEO_TS           the folder with VIDEO_TS.IFO (or the folder above it)\n"
+    "                     or a disc image (movie.iso, UDF or ISO 9660) or, on\n"
+    "                     Linux, a drive (/dev/sr0)\n"
     "  --title N          title set number, 1-99 (as 'fennoria info' lists them)\n"
     "  --pgc P            program chain of the title set, from 1\n"
     "  --format F         ogm (default): CHAPTER01=00:00:00.000 and\n"
@@ -85,7 +87,7 @@ int runChapters(const std::vector<std::string>& argv) {
              {"--format", "-f", true, false},
              {"-o", "--output", true, false}});
   if (args.help) return printHelp(kHelp);
-  if (args.positional.size() != 1) usage("chapters", "give exactly one VIDEO_TS folder");
+  if (args.positional.size() != 1) usage("chapters", "give exactly one VIDEO_TS folder or disc image");
   if (!args.has("--title")) usage("chapters", "missing --title N");
   if (!args.has("--pgc")) usage("chapters", "missing --pgc P");
   std::string format = args.has("--format") ? args.value("--format") : "ogm";

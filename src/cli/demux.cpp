@@ -26,7 +26,8 @@ const char* kHelp =
     "Cuts a program chain's sectors (or a VOB file that is already cut) into\n"
     "2048-byte packs and writes the payload of each chosen stream to a file of\n"
     "its own. Every output is written under a temporary name and renamed when\n"
-    "the whole input has been read.\n"
+    "the whole input has been read. VIDEO_TS may also be a disc image\n"
+    "(movie.iso) or, on Linux, a drive (/dev/sr0).\n"
     "\n"
     "For each audio output the delay of that stream against the video is\n"
     "printed: its first time stamp less the video's first, in milliseconds\n"
@@ -50,7 +51,8 @@ const char* kHelp =
     "    en.ac3: delay 12 ms\n"
     "    de.mp2: delay -21 ms\n"
     "  fennoria demux /media/dvd/VIDEO_TS --title 1 --pgc 1 --sub 0=en.sub --timing\n"
-    "  fennoria demux title.vob --ac3 0=audio.ac3 --video video.m2v\n";
+    "  fennoria demux title.vob --ac3 0=audio.ac3 --video video.m2v\n"
+    "  fennoria demux movie.iso --title 1 --pgc 1 --ac3 0=en.ac3\n";
 
 struct Choice {
   int kind;  // 0 AC-3, 2 MPEG audio, 3 subpicture
@@ -141,7 +143,7 @@ int runDemux(const std::vector<std::string>& argv) {
              {"--playback-order", nullptr, false, false},
              {"--timing", nullptr, false, false}});
   if (args.help) return printHelp(kHelp);
-  if (args.positional.size() != 1) usage("demux", "give exactly one VIDEO_TS folder or VOB file");
+  if (args.positional.size() != 1) usage("demux", "give exactly one VIDEO_TS folder, disc image or VOB file");
   std::vector<Choice> choices;
   for (const auto& v : args.values("--ac3")) choices.push_back(parseChoice("--ac3", v, 0, 7));
   for (const auto& v : args.values("--mpeg")) choices.push_back(parseChoice("--mpeg", v, 2, 31));
@@ -159,7 +161,7 @@ int runDemux(const std::vector<std::string>& argv) {
   std::vector<ReadAhead::Source> readers;
   std::shared_ptr<Disc> disc;
   std::int64_t total = 0;
-  if (isDirectory(input)) {
+  if (isDirectory(input) || isDiscImage(input)) {
     if (!args.has("--title")) usage("demux", "missing --title N for a VIDEO_TS folder");
     if (!args.has("--pgc")) usage("demux", "missing --pgc P for a VIDEO_TS folder");
     std::int32_t titleSet = args.number("--title", 1, 99, 0);

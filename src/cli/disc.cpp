@@ -1,12 +1,15 @@
 #include "cli/disc.h"
 
 #include <cstdio>
+#include <filesystem>
 #include <vector>
 
 #include "cli/args.h"
 #include "cli/output.h"
 #include "demux/stream.h"
 #include "dvdnav/dvd_title_reader.h"
+#include "input/disc_files.h"
+#include "input/open_disc_image.h"
 
 namespace cli {
 
@@ -32,13 +35,37 @@ bool hasIfo(const std::string& folder) {
   return isRegularFile(folder + "/VIDEO_TS.IFO") || isRegularFile(folder + "/video_ts.ifo");
 }
 
+bool isFileOrDrive(const std::string& path) {
+  std::error_code error;
+  return isRegularFile(path) || std::filesystem::is_block_file(std::filesystem::u8path(path), error);
+}
+
+// The VIDEO_TS folder inside the image `path`; every fault ends the run
+// with a message naming the image.
+std::shared_ptr<const DiscFiles> openImage(const std::string& path) {
+  OpenedDiscImage image = openDiscImage(path, path + "/VIDEO_TS");
+  if (image.problem == disc::Problem::NotAnImage)
+    fail(path, "is neither a VIDEO_TS folder nor a disc image (no UDF or ISO 9660 volume)");
+  if (!image.files) fail(path, image.message);
+  return image.files;
+}
+
 }  // namespace
+
+bool isDiscImage(const std::string& path) {
+  if (!isFileOrDrive(path)) return false;
+  FileImageBytes bytes(path);
+  return bytes.isOpen() && disc::hasVolumeSignature(bytes);
+}
 
 Disc::Disc(const std::string& name, bool dumpToStdout) : folder(name) {
   while (folder.size() > 1 && (folder.back() == '/' || folder.back() == '\\')) folder.pop_back();
   if (!isDirectory(folder)) {
-    if (isRegularFile(folder)) fail(folder, "is a file; give the VIDEO_TS folder");
-    fail(folder, "no such folder");
+    if (!isFileOrDrive(folder)) fail(folder, "no such folder");
+    std::string image = folder;
+    folder += "/VIDEO_TS";
+    load(openImage(image), dumpToStdout);
+    return;
   }
   if (!hasIfo(folder)) {
     for (const char* child : {"VIDEO_TS", "video_ts"})
@@ -48,10 +75,14 @@ Disc::Disc(const std::string& name, bool dumpToStdout) : folder(name) {
       }
   }
   if (!hasIfo(folder)) fail(folder, "no VIDEO_TS.IFO (or video_ts.ifo) in this folder");
+  load(nullptr, dumpToStdout);
+}
+
+void Disc::load(std::shared_ptr<const DiscFiles> image, bool dumpToStdout) {
   dumpLevel3 = dumpToStdout;
   readerMessages.clear();
   reader = std::make_unique<DvdTitleReader>(readerLog);
-  int result = reader->openIfo(folder);
+  int result = image ? reader->openIfo(std::move(image), folder) : reader->openIfo(folder);
   dumpLevel3 = false;
   if (result != 0)
     fail(folder + "/VIDEO_TS.IFO",

@@ -5,12 +5,18 @@
 #include <memory>
 #include <string>
 
+class DiscFiles;
 class DvdTitleReader;
 
 namespace cli {
 
-// A DVD folder opened for the subcommands: resolves FOLDER (or its VIDEO_TS
-// child), loads the navigation files and keeps the reader's messages.
+// Whether `path` is a disc image file or (on Linux) a drive's block device
+// holding a disc, rather than a folder or a media file.
+bool isDiscImage(const std::string& path);
+
+// A DVD opened for the subcommands: resolves FOLDER (or its VIDEO_TS child),
+// or opens the VIDEO_TS folder inside a disc image or drive; loads the
+// navigation files and keeps the reader's messages.
 struct Disc {
   explicit Disc(const std::string& folder, bool dumpToStdout = false);
   ~Disc();
@@ -24,8 +30,13 @@ struct Disc {
   // The name of the VOB file the reader stands in.
   std::string currentVob() const;
 
+  // The folder, or for an image "IMAGE/VIDEO_TS": what messages name.
   std::string folder;
   std::unique_ptr<DvdTitleReader> reader;
+
+ private:
+  // Loads the navigation files from the folder, or from `image` when given.
+  void load(std::shared_ptr<const DiscFiles> image, bool dumpToStdout);
 };
 
 }  // namespace cli

@@ -28,6 +28,8 @@ const char* kHelp =
     "order; for a chain of adjoining cells both give the same bytes.\n"
     "\n"
     "  VIDEO_TS           the folder with VIDEO_TS.IFO (or the folder above it)\n"
+    "                     or a disc image (movie.iso, UDF or ISO 9660) or, on\n"
+    "                     Linux, a drive (/dev/sr0)\n"
     "  --title N          title set number, 1-99 (as 'fennoria info' lists them)\n"
     "  --pgc P            program chain of the title set, from 1\n"
     "  --cell C           only cell C of the program chain, from 1\n"
@@ -40,6 +42,7 @@ const char* kHelp =
     "\n"
     "examples:\n"
     "  fennoria dvd /media/dvd/VIDEO_TS --title 1 --pgc 1 -o title1.vob\n"
+    "  fennoria dvd movie.iso --title 1 --pgc 1 -o title1.vob\n"
     "  fennoria dvd /media/dvd/VIDEO_TS --title 1 --pgc 2 --ac3 0 | ffprobe -\n"
     "  fennoria dvd /media/dvd/VIDEO_TS --title 1 --pgc 3 --playback-order -o t3.vob\n"
     "  fennoria dvd /media/dvd --title 2 --pgc 1 --cell 3 --mpeg 1 -o cell.vob\n";
@@ -56,7 +59,7 @@ int runDvd(const std::vector<std::string>& argv) {
              {"--playback-order", nullptr, false, false},
              {"-o", "--output", true, false}});
   if (args.help) return printHelp(kHelp);
-  if (args.positional.size() != 1) usage("dvd", "give exactly one VIDEO_TS folder");
+  if (args.positional.size() != 1) usage("dvd", "give exactly one VIDEO_TS folder or disc image");
   if (!args.has("--title")) usage("dvd", "missing --title N");
   if (!args.has("--pgc")) usage("dvd", "missing --pgc P");
   if (args.has("--ac3") && args.has("--mpeg")) usage("dvd", "give --ac3 or --mpeg, not both");

@@ -23,10 +23,13 @@ const char* kHelp =
     "chapters' gives them). Title set, program chain and cell numbers are the\n"
     "ones 'fennoria dvd' and 'fennoria demux' take.\n"
     "\n"
+    "  VIDEO_TS the folder with VIDEO_TS.IFO (or the folder above it), a disc\n"
+    "           image (movie.iso, UDF or ISO 9660) or, on Linux, a drive (/dev/sr0)\n"
     "  --json   one JSON object instead of the table, for scripts\n"
     "\n"
     "examples:\n"
     "  fennoria info /media/dvd/VIDEO_TS\n"
+    "  fennoria info movie.iso\n"
     "  fennoria info /media/dvd/VIDEO_TS --json | jq '.title_sets[0].pgcs[0].duration'\n";
 
 const char* codingName(std::int32_t mode) {
@@ -217,7 +220,7 @@ void printTable(const DvdTitleReader& r, const std::string& folder) {
 int runInfo(const std::vector<std::string>& argv) {
   Args args("info", argv, {{"--json", nullptr, false, false}});
   if (args.help) return printHelp(kHelp);
-  if (args.positional.size() != 1) usage("info", "give exactly one VIDEO_TS folder");
+  if (args.positional.size() != 1) usage("info", "give exactly one VIDEO_TS folder or disc image");
   Disc disc(args.positional[0]);
   if (args.has("--json"))
     printJson(*disc.reader, disc.folder);

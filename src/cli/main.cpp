@@ -30,6 +30,9 @@ const char* kHelp =
     "  config get|set|unset|list [NAME [VALUE]]\n"
     "                                    the filter's settings and the debug log\n"
     "\n"
+    "VIDEO_TS is a DVD's VIDEO_TS folder (or the folder above it), a disc image\n"
+    "(UDF or ISO 9660, such as movie.iso) or, on Linux, a drive (/dev/sr0).\n"
+    "\n"
     "Data go to stdout (or -o FILE); errors are one line on stderr. Exit status:\n"
     "0 success, 1 bad input or a failed read or write, 2 bad usage. On a terminal\n"
     "long work shows a progress line on stderr; --quiet turns it off.\n"
@@ -38,6 +41,7 @@ const char* kHelp =
     "  fennoria cat clips.lst -o joined.mpg\n"
     "  fennoria dvd /media/dvd/VIDEO_TS --title 1 --pgc 1 --ac3 0 -o movie.vob\n"
     "  fennoria demux /media/dvd/VIDEO_TS --title 1 --pgc 1 --ac3 0=en.ac3 --timing\n"
+    "  fennoria info movie.iso\n"
     "  fennoria info /media/dvd/VIDEO_TS\n"
     "  fennoria chapters /media/dvd/VIDEO_TS --title 1 --pgc 1 -o chapters.txt\n";
 

@@ -26,9 +26,21 @@ class Stream {
   virtual int close() { return 0; }
 };
 
+// A stream with a length and a position that can be set: a file on disk, or
+// a file inside a disc image (input/disc_files.h).
+class SeekableStream : public Stream {
+ public:
+  // Moves to `offset` from the start: 0, or 1 with no file.
+  virtual int seek(std::int64_t offset) = 0;
+  // The current position; -1 with no file.
+  virtual std::int64_t tell() = 0;
+  // The file's size; 0 with no file, -1 when it cannot be queried.
+  virtual std::int64_t getLength() = 0;
+};
+
 // A read-only stream on one named file. A file that cannot be opened is not
 // an error: the stream then behaves as one at its end.
-class IFileStream : public Stream {
+class IFileStream : public SeekableStream {
  public:
   // The second argument exists for callers that pass an open mode; a file
   // stream is always opened for shared reading.
@@ -42,12 +54,9 @@ class IFileStream : public Stream {
   // The result of closing the handle; 1 when there was nothing to close.
   int close() override;
 
-  // Moves to `offset` from the start: 0, or 1 with no file.
-  int seek(std::int64_t offset);
-  // The current position; -1 with no file.
-  std::int64_t tell();
-  // The file's size; 0 with no file, -1 when it cannot be queried.
-  std::int64_t getLength();
+  int seek(std::int64_t offset) override;
+  std::int64_t tell() override;
+  std::int64_t getLength() override;
 
  private:
   bool hasFile() const { return handle_ != platform::kInvalidFile; }

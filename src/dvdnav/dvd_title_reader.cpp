@@ -6,6 +6,7 @@
 #include "demux/stream.h"
 #include "dvdnav/ifo_dump.h"
 #include "dvdnav/ifo_parser.h"
+#include "input/disc_files.h"
 
 namespace {
 
@@ -23,16 +24,29 @@ DvdTitleReader::~DvdTitleReader() = default;
 
 void DvdTitleReader::say(int level) { mpdx::emit(log, level); }
 
-std::int64_t DvdTitleReader::readIfo(const std::string& name, std::uint8_t* buffer) {
-  mpdx::IFileStream file(name.c_str());
-  return file.read(buffer, static_cast<std::uint32_t>(ifoBufferSize));
+std::int64_t DvdTitleReader::readIfo(const DiscFiles& source, const std::string& name,
+                                     std::uint8_t* buffer) {
+  return source.open(name)->read(buffer, static_cast<std::uint32_t>(ifoBufferSize));
 }
 
 int DvdTitleReader::openIfo(const std::string& folderName) {
+  discFiles.reset();
+  return loadIfos(FolderFiles(folderName), folderName);
+}
+
+int DvdTitleReader::openIfo(std::shared_ptr<const DiscFiles> source,
+                            const std::string& location) {
+  discFiles.reset();
+  int result = loadIfos(*source, location);
+  if (result == 0) discFiles = std::move(source);
+  return result;
+}
+
+int DvdTitleReader::loadIfos(const DiscFiles& source, const std::string& folderName) {
   std::vector<std::uint8_t> buffer(static_cast<std::size_t>(ifoBufferSize));
-  std::int64_t count = readIfo(folderName + "/" + "VIDEO_TS.IFO", buffer.data());
+  std::int64_t count = readIfo(source, "VIDEO_TS.IFO", buffer.data());
   if (count < 1) {
-    count = readIfo(folderName + "/" + "video_ts.ifo", buffer.data());
+    count = readIfo(source, "video_ts.ifo", buffer.data());
     upperCaseNames = false;
   }
   if (count < 1) {
@@ -60,7 +74,7 @@ int DvdTitleReader::openIfo(const std::string& folderName) {
   const char* suffix = upperCaseNames ? "_0.IFO" : "_0.ifo";
   std::int32_t titles = static_cast<std::int32_t>(videoManager->titles.size());
   for (std::int32_t i = 1; i <= titles; ++i) {
-    count = readIfo(folderName + "/" + prefix + twoDigits(i) + suffix, buffer.data());
+    count = readIfo(source, prefix + twoDigits(i) + suffix, buffer.data());
     if (count < 1) continue;
     auto titleSet = std::make_unique<dvdnav::TitleSetInfo>();
     dvdnav::parseTitleSet(dvdnav::IfoBytes(buffer.data(), static_cast<std::size_t>(count)),
@@ -81,19 +95,20 @@ int DvdTitleReader::selectTitleSet(std::int32_t n, std::int32_t titleVobs) {
     vobStream.reset();
   }
   std::vector<std::string> names;
-  std::string base = folder + "/";
   if (n == 0) {
-    names.push_back(base + (upperCaseNames ? "VIDEO_TS.VOB" : "video_ts.vob"));
+    names.push_back(upperCaseNames ? "VIDEO_TS.VOB" : "video_ts.vob");
   } else if (n >= 1 && n <= 99) {
     std::string prefix = (upperCaseNames ? "VTS_" : "vts_") + twoDigits(n) + "_";
     const char* extension = upperCaseNames ? ".VOB" : ".vob";
     if (titleVobs == 0) {
-      names.push_back(base + prefix + "0" + extension);
+      names.push_back(prefix + "0" + extension);
     } else {
-      for (int i = 1; i <= 9; ++i) names.push_back(base + prefix + std::to_string(i) + extension);
+      for (int i = 1; i <= 9; ++i) names.push_back(prefix + std::to_string(i) + extension);
     }
   }
-  vobStream = std::make_unique<ConcatenatedStream>(std::move(names));
+  FolderFiles onDisk(folder);
+  const DiscFiles& source = discFiles ? *discFiles : onDisk;
+  vobStream = std::make_unique<ConcatenatedStream>(source, names);
   return 0;
 }
 

@@ -16,6 +16,8 @@
 #include "input/cell_sequence.h"
 #include "input/concatenated_stream.h"
 
+class DiscFiles;
+
 class DvdTitleReader {
  public:
   // The largest IFO image read; a longer file is parsed from its start.
@@ -33,6 +35,10 @@ class DvdTitleReader {
   // Manager's title table counts, from `folder` (no trailing separator).
   // 0 on success, 1 when no Video Manager could be read.
   int openIfo(const std::string& folder);
+  // The same for the files of a disc image (or any other DiscFiles), which
+  // the title sets' VOB files then come from too; `location` names them in
+  // messages and becomes `folder`.
+  int openIfo(std::shared_ptr<const DiscFiles> source, const std::string& location);
 
   // Joins the VOB files of title set `n` (0: the Video Manager's menu VOB;
   // titleVobs 0: the title set's menu VOB). Always 0.
@@ -93,6 +99,8 @@ class DvdTitleReader {
   std::vector<std::unique_ptr<dvdnav::TitleSetInfo>> titleSets;
   std::ostream& log;
   std::string folder;
+  // Where the files come from when not from `folder` on disk.
+  std::shared_ptr<const DiscFiles> discFiles;
 
   std::int32_t titleSetNumber = 0;
   std::int32_t pgcNumber = 0;
@@ -121,6 +129,7 @@ class DvdTitleReader {
   std::string chainName() const;
   // Sets the range of the cells [first, last] of `pgc`.
   int selectCells(const dvdnav::CellPlayback& first, const dvdnav::CellPlayback& last);
-  std::int64_t readIfo(const std::string& name, std::uint8_t* buffer);
+  int loadIfos(const DiscFiles& source, const std::string& location);
+  std::int64_t readIfo(const DiscFiles& source, const std::string& name, std::uint8_t* buffer);
   void say(int level);
 };

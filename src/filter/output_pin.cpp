@@ -13,6 +13,7 @@
 #include "filter/settings_store.h"
 #include "filter/source_guids.h"
 #include "input/multiple_file_inputer.h"
+#include "input/open_disc_image.h"
 #include "platform/message_box.h"
 
 using dshow::Locked;
@@ -97,6 +98,22 @@ HRESULT OutputPin::Inactive() {
   return BasePin::Inactive();
 }
 
+// A disc image (or drive) as the current file is read from inside; any
+// other file names the folder its VOB files and IFOs are in. A damaged or
+// scrambled image is logged with the reader's words and fails the load.
+void OutputPin::openNavigation(const std::string& current, const std::string& folder) {
+  OpenedDiscImage image = openDiscImage(current, current + "/VIDEO_TS");
+  if (image.files) {
+    if (titleReader_->openIfo(image.files, current + "/VIDEO_TS") != 0) throw IfoLoadError(current);
+    return;
+  }
+  if (image.problem != disc::Problem::NotAnImage && image.problem != disc::Problem::Unreadable) {
+    FENNORIA_LOG(LOG_ERROR, 0, "%s: %s", current.c_str(), image.message.c_str());
+    throw IfoLoadError(current);
+  }
+  if (titleReader_->openIfo(folder) != 0) throw IfoLoadError(folder);
+}
+
 HRESULT OutputPin::ConfigureSource() {
   standardReads_ = ReadSettingInt(kSettingsKeyPath, "StandardReads", 0) == 1;
   demuxedUpTo_ = 0;
@@ -127,7 +144,7 @@ HRESULT OutputPin::ConfigureSource() {
     const bool playbackOrder = ReadSettingInt(kSettingsKeyPath, "DvdPlaybackOrder", 0) == 1;
     FENNORIA_LOG(LOG_TRACE, 0, "DvdImg mode, title=%d, pgc=%d, audio=%d", settings_.title,
                  settings_.pgc, settings_.audioNumber);
-    if (titleReader_->openIfo(folder) != 0) throw IfoLoadError(folder);
+    openNavigation(current, folder);
     titleReader_->selectTitleSet(settings_.title, settings_.titleSelector);
     if (playbackOrder)
       titleReader_->selectPlaybackOrder(settings_.pgc);

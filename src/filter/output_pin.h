@@ -88,6 +88,8 @@ class OutputPin : public dshow::BasePin, public ISourceControl {
   // Re-reads the settings and rebuilds the title reader and the
   // demultiplexer; may raise IfoLoadError.
   HRESULT ConfigureSource();
+  // Loads the navigation files for ConfigureSource; may raise IfoLoadError.
+  void openNavigation(const std::string& current, const std::string& folder);
 
   // ISourceControl
   HRESULT STDMETHODCALLTYPE ResetSettings() override;

@@ -1,13 +1,25 @@
 #include "input/concatenated_stream.h"
 
+#include "input/disc_files.h"
+
 ConcatenatedStream::ConcatenatedStream(std::vector<std::string> names) {
   entries.reserve(names.size());
   for (auto& name : names) {
     auto stream = std::make_unique<mpdx::IFileStream>(name.c_str());
-    std::int64_t length = stream->getLength();
-    entries.push_back(Entry{std::move(name), totalLength, length, std::move(stream)});
-    totalLength += length;
+    append(std::move(name), std::move(stream));
   }
+}
+
+ConcatenatedStream::ConcatenatedStream(const DiscFiles& files,
+                                       const std::vector<std::string>& names) {
+  entries.reserve(names.size());
+  for (const auto& name : names) append(files.path(name), files.open(name));
+}
+
+void ConcatenatedStream::append(std::string name, std::unique_ptr<mpdx::SeekableStream> stream) {
+  std::int64_t length = stream->getLength();
+  entries.push_back(Entry{std::move(name), totalLength, length, std::move(stream)});
+  totalLength += length;
 }
 
 ConcatenatedStream::~ConcatenatedStream() { closeAll(); }

@@ -8,18 +8,23 @@
 
 #include "demux/stream.h"
 
+class DiscFiles;
+
 class ConcatenatedStream {
  public:
   struct Entry {
     std::string name;
     std::int64_t start;   // offset of the file's first byte in the joined range
     std::int64_t length;  // 0 for a file that could not be opened
-    std::unique_ptr<mpdx::IFileStream> stream;
+    std::unique_ptr<mpdx::SeekableStream> stream;
   };
 
   // Opens every file in order. A file that cannot be opened stays in the
   // list as an empty one.
   explicit ConcatenatedStream(std::vector<std::string> names);
+  // The same for bare names opened through `files`; the entries are named
+  // by files.path().
+  ConcatenatedStream(const DiscFiles& files, const std::vector<std::string>& names);
   ~ConcatenatedStream();
   ConcatenatedStream(const ConcatenatedStream&) = delete;
   ConcatenatedStream& operator=(const ConcatenatedStream&) = delete;
@@ -42,4 +47,7 @@ class ConcatenatedStream {
   std::int64_t totalLength = 0;
   std::vector<Entry> entries;
   std::size_t current = 0;  // index into `entries`; entries.size() is past the end
+
+ private:
+  void append(std::string name, std::unique_ptr<mpdx::SeekableStream> stream);
 };

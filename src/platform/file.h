@@ -63,6 +63,10 @@ inline std::int64_t moveFilePointer(FileHandle file, std::int64_t distance, Move
 // when the query fails.
 bool getFileInformationSize(FileHandle file, std::int64_t* size);
 
+// The size of a file, or of a block device (whose status reports none);
+// -1 when neither can be found.
+std::int64_t getDeviceSize(FileHandle file);
+
 // CreateFileA(name, GENERIC_WRITE, FILE_SHARE_WRITE, NULL,
 // truncate ? CREATE_ALWAYS : OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, NULL).
 // Without truncation an existing file keeps its bytes and writing starts at

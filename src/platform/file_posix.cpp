@@ -133,6 +133,20 @@ bool getFileInformationSize(FileHandle file, std::int64_t* size) {
   return true;
 }
 
+std::int64_t getDeviceSize(FileHandle file) {
+  struct stat info;
+  if (posix::statusCall(toDescriptor(file), &info) != 0) {
+    fail(errno);
+    return -1;
+  }
+  if (!S_ISBLK(info.st_mode)) return static_cast<std::int64_t>(info.st_size);
+  // A device's length is where its end is; the pointer goes back to the
+  // start, where a freshly opened device stands.
+  off_t end = ::lseek(toDescriptor(file), 0, SEEK_END);
+  ::lseek(toDescriptor(file), 0, SEEK_SET);
+  return end < 0 ? -1 : static_cast<std::int64_t>(end);
+}
+
 FileHandle openForWrite(const char* name, bool truncate) {
   if (!name) {
     fail(ENOENT);

@@ -50,6 +50,10 @@ bool getFileInformationSize(FileHandle file, std::int64_t* size) {
   return true;
 }
 
+// Drives are read as files of their own only on Linux; here an image is a
+// plain file.
+std::int64_t getDeviceSize(FileHandle file) { return getFileSize(file); }
+
 FileHandle openForWrite(const char* name, bool truncate) {
   HANDLE h = CreateFileA(name, GENERIC_WRITE, FILE_SHARE_WRITE, nullptr,
                          truncate ? CREATE_ALWAYS : OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);

@@ -224,6 +224,29 @@ TEST_F(ReadPathGraph, DvdReadModeTwoFromTheRegistryDeliversTheProgramChain) {
   }
 }
 
+// An image of the sample disc as the loaded file: the program chain comes
+// from inside it, the same bytes as from the folder (libdvdread's digest of
+// the folder's sectors). The images are made at build time by genisoimage
+// (UDF + ISO 9660) and xorriso (ISO 9660 only).
+TEST_F(ReadPathGraph, DvdReadModeTwoFromADiscImageDeliversTheFolderBytes) {
+  storeSetting("DvdReadMode", 2);
+  storeSetting("DvdTitle", 1);
+  storeSetting("DvdPgc", 0);
+  storeSetting("DvdAudio", 0);
+  const std::string expected = factsSha256("vts.1.pgc.1");
+  ASSERT_EQ(expected.size(), 64u);
+  for (const char* image : {"udf.iso", "iso9660.iso"}) {
+    SCOPED_TRACE(image);
+    Played p = play(std::string(FENNORIA_SAMPLE_IMAGES) + "/" + image, PullSink::Mode::Aligned,
+                    65536, nothing);
+    ASSERT_EQ(p.connect, S_OK);
+    ASSERT_TRUE(p.finished);
+    EXPECT_EQ(p.total, 190 * 2048);
+    EXPECT_EQ(p.failure, S_OK);
+    EXPECT_EQ(sha256Hex(p.data), expected);
+  }
+}
+
 TEST_F(ReadPathGraph, DvdReadModeTwoThroughSourceControlDeliversTheSecondChain) {
   const std::string expected = factsSha256("vts.1.pgc.2");
   ASSERT_EQ(expected.size(), 64u);
