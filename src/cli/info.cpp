@@ -40,13 +40,6 @@ const char* codingName(std::int32_t mode) {
   }
 }
 
-std::string language(const std::array<char, 2>& code) {
-  std::string text;
-  for (char c : code)
-    if (c >= 0x20 && c < 0x7F) text += c;
-  return text;
-}
-
 std::string jsonString(const std::string& text) {
   std::string out = "\"";
   for (unsigned char c : text) {
@@ -117,12 +110,12 @@ void printJson(const DvdTitleReader& r, const std::string& folder) {
       o << (a ? "," : "") << "\n        {\"stream\": " << a << ", \"coding\": "
         << jsonString(codingName(audio[a].codingmode)) << ", \"coding_mode\": "
         << audio[a].codingmode << ", \"channels\": " << audio[a].channels
-        << ", \"language\": " << jsonString(language(audio[a].specificcode)) << "}";
+        << ", \"language\": " << jsonString(languageText(audio[a].specificcode)) << "}";
     o << (audio.empty() ? "" : "\n      ") << "],\n      \"subpictures\": [";
     const auto& subs = vts.attributes.title.subpictures;
     for (std::size_t p = 0; p < subs.size(); ++p)
       o << (p ? "," : "") << "\n        {\"stream\": " << p
-        << ", \"language\": " << jsonString(language(subs[p].specificcode)) << "}";
+        << ", \"language\": " << jsonString(languageText(subs[p].specificcode)) << "}";
     o << (subs.empty() ? "" : "\n      ") << "],\n      \"pgcs\": [";
     for (std::size_t p = 0; p < vts.programchains.size(); ++p) {
       const auto& pgc = vts.programchains[p];
@@ -179,10 +172,10 @@ void printTable(const DvdTitleReader& r, const std::string& folder) {
     const auto& audio = vts.attributes.title.audio;
     for (std::size_t a = 0; a < audio.size(); ++a)
       std::printf("  Audio %zu: %-8s %d ch  %s\n", a, codingName(audio[a].codingmode),
-                  audio[a].channels, language(audio[a].specificcode).c_str());
+                  audio[a].channels, languageText(audio[a].specificcode).c_str());
     const auto& subs = vts.attributes.title.subpictures;
     for (std::size_t p = 0; p < subs.size(); ++p)
-      std::printf("  Subpicture %zu: %s\n", p, language(subs[p].specificcode).c_str());
+      std::printf("  Subpicture %zu: %s\n", p, languageText(subs[p].specificcode).c_str());
     std::printf("  PGC  Duration      Programs  Cells  First sector  Last sector  Sectors  Bytes\n");
     for (std::size_t p = 0; p < vts.programchains.size(); ++p) {
       const auto& pgc = vts.programchains[p];
@@ -213,6 +206,13 @@ void printTable(const DvdTitleReader& r, const std::string& folder) {
 }
 
 }  // namespace
+
+std::string languageText(const std::array<char, 2>& code) {
+  std::string text;
+  for (char c : code)
+    if (c >= 0x20 && c < 0x7F) text += c;
+  return text;
+}
 
 int runInfo(const std::vector<std::string>& argv) {
   Args args("info", argv, {{"--json", nullptr, false, false}});

@@ -1,0 +1,62 @@
+#include "demux/lpcm_format.h"
+
+namespace {
+
+constexpr int kRates[4] = {48000, 96000, 44100, 32000};
+
+// One group of 20- or 24-bit samples: first the upper 16 bits of every
+// sample of both frames (big-endian), then their low bits in the same
+// order, a byte a sample at 24 bits, a nibble (high nibble first) at 20.
+void unpackWideGroup(const LpcmFormat& format, const std::uint8_t* group,
+                     std::vector<std::uint8_t>* out) {
+  const std::size_t samples = 2 * static_cast<std::size_t>(format.channels);
+  const std::uint8_t* low = group + 2 * samples;
+  for (std::size_t i = 0; i < samples; ++i) {
+    std::uint8_t extra;
+    if (format.bits == 24)
+      extra = low[i];
+    else
+      extra = static_cast<std::uint8_t>((i % 2 == 0 ? low[i / 2] & 0xF0 : low[i / 2] << 4));
+    out->push_back(extra);
+    out->push_back(group[2 * i + 1]);
+    out->push_back(group[2 * i]);
+  }
+}
+
+}  // namespace
+
+std::string LpcmFormat::describe() const {
+  return std::to_string(rate) + " Hz, " + std::to_string(bits) + " bits, " +
+         std::to_string(channels) + (channels == 1 ? " channel" : " channels");
+}
+
+std::size_t LpcmFormat::groupBytes() const {
+  if (bits == 16) return 2 * static_cast<std::size_t>(channels);
+  return 2 * static_cast<std::size_t>(channels) * static_cast<std::size_t>(bits) / 8;
+}
+
+std::optional<LpcmFormat> decodeLpcmHeader(const std::uint8_t header[3]) {
+  const int quantization = header[1] >> 6;
+  if (quantization == 3) return std::nullopt;
+  LpcmFormat format;
+  format.bits = 16 + 4 * quantization;
+  format.rate = kRates[(header[1] >> 4) & 3];
+  format.channels = (header[1] & 7) + 1;
+  return format;
+}
+
+void unpackLpcm(const LpcmFormat& format, const std::uint8_t* in, std::size_t count,
+                std::vector<std::uint8_t>* out) {
+  const std::size_t size = format.groupBytes();
+  out->reserve(out->size() + count * size * 3 / 2);
+  for (std::size_t g = 0; g < count; ++g, in += size) {
+    if (format.bits != 16) {
+      unpackWideGroup(format, in, out);
+      continue;
+    }
+    for (std::size_t i = 0; i < size; i += 2) {
+      out->push_back(in[i + 1]);
+      out->push_back(in[i]);
+    }
+  }
+}
