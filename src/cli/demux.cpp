@@ -53,6 +53,7 @@ const char* kHelp =
     "                     the selection, as for 'fennoria dvd'\n"
     "  --timing           also write FILE.timing beside each output: one line\n"
     "                     'position PTS DTS' per packet with a time stamp\n"
+    "                     (--ac3, --mpeg, --sub and --video outputs)\n"
     "  -q, --quiet        no progress line and no delays: nothing on stdout\n"
     "\n"
     "examples:\n"
