@@ -7,8 +7,9 @@ constexpr int kRates[4] = {48000, 96000, 44100, 32000};
 // One group of 20- or 24-bit samples: first the upper 16 bits of every
 // sample of both frames (big-endian), then their low bits in the same
 // order, a byte a sample at 24 bits, a nibble (high nibble first) at 20.
-void unpackWideGroup(const LpcmFormat& format, const std::uint8_t* group,
-                     std::vector<std::uint8_t>* out) {
+// Gives the end of the three-byte samples written at `out`.
+std::uint8_t* unpackWideGroup(const LpcmFormat& format, const std::uint8_t* group,
+                              std::uint8_t* out) {
   const std::size_t samples = 2 * static_cast<std::size_t>(format.channels);
   const std::uint8_t* low = group + 2 * samples;
   for (std::size_t i = 0; i < samples; ++i) {
@@ -17,10 +18,11 @@ void unpackWideGroup(const LpcmFormat& format, const std::uint8_t* group,
       extra = low[i];
     else
       extra = static_cast<std::uint8_t>((i % 2 == 0 ? low[i / 2] & 0xF0 : low[i / 2] << 4));
-    out->push_back(extra);
-    out->push_back(group[2 * i + 1]);
-    out->push_back(group[2 * i]);
+    *out++ = extra;
+    *out++ = group[2 * i + 1];
+    *out++ = group[2 * i];
   }
+  return out;
 }
 
 }  // namespace
@@ -48,15 +50,19 @@ std::optional<LpcmFormat> decodeLpcmHeader(const std::uint8_t header[3]) {
 void unpackLpcm(const LpcmFormat& format, const std::uint8_t* in, std::size_t count,
                 std::vector<std::uint8_t>* out) {
   const std::size_t size = format.groupBytes();
-  out->reserve(out->size() + count * size * 3 / 2);
-  for (std::size_t g = 0; g < count; ++g, in += size) {
-    if (format.bits != 16) {
-      unpackWideGroup(format, in, out);
-      continue;
-    }
-    for (std::size_t i = 0; i < size; i += 2) {
-      out->push_back(in[i + 1]);
-      out->push_back(in[i]);
-    }
+  // 16-bit groups keep their size; a wider group's two frames take three
+  // bytes a sample.
+  const std::size_t outSize = format.bits == 16 ? size : 6 * static_cast<std::size_t>(format.channels);
+  const std::size_t start = out->size();
+  out->resize(start + count * outSize);
+  std::uint8_t* to = out->data() + start;
+  if (format.bits != 16) {
+    for (std::size_t g = 0; g < count; ++g, in += size) to = unpackWideGroup(format, in, to);
+    return;
+  }
+  // 16-bit samples only change their byte order.
+  for (std::size_t i = 0; i < count * size; i += 2) {
+    to[i] = in[i + 1];
+    to[i + 1] = in[i];
   }
 }
