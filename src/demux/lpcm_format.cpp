@@ -1,26 +1,33 @@
 #include "demux/lpcm_format.h"
 
+#include <algorithm>
+
 namespace {
 
 constexpr int kRates[4] = {48000, 96000, 44100, 32000};
 
-// One group of 20- or 24-bit samples: first the upper 16 bits of every
-// sample of both frames (big-endian), then their low bits in the same
-// order, a byte a sample at 24 bits, a nibble (high nibble first) at 20.
-// Gives the end of the three-byte samples written at `out`.
+// One group of 20- or 24-bit samples, both frames in sample order, packed
+// in runs of four samples (two for mono): first the upper 16 bits of each
+// sample of the run (big-endian), then their low bits in the same order, a
+// byte a sample at 24 bits, a nibble (high nibble first) at 20. Gives the
+// end of the three-byte samples written at `out`.
 std::uint8_t* unpackWideGroup(const LpcmFormat& format, const std::uint8_t* group,
                               std::uint8_t* out) {
   const std::size_t samples = 2 * static_cast<std::size_t>(format.channels);
-  const std::uint8_t* low = group + 2 * samples;
-  for (std::size_t i = 0; i < samples; ++i) {
-    std::uint8_t extra;
-    if (format.bits == 24)
-      extra = low[i];
-    else
-      extra = static_cast<std::uint8_t>((i % 2 == 0 ? low[i / 2] & 0xF0 : low[i / 2] << 4));
-    *out++ = extra;
-    *out++ = group[2 * i + 1];
-    *out++ = group[2 * i];
+  for (std::size_t start = 0; start < samples; start += 4) {
+    const std::size_t run = std::min<std::size_t>(4, samples - start);
+    const std::uint8_t* low = group + 2 * run;
+    for (std::size_t i = 0; i < run; ++i) {
+      std::uint8_t extra;
+      if (format.bits == 24)
+        extra = low[i];
+      else
+        extra = static_cast<std::uint8_t>((i % 2 == 0 ? low[i / 2] & 0xF0 : low[i / 2] << 4));
+      *out++ = extra;
+      *out++ = group[2 * i + 1];
+      *out++ = group[2 * i];
+    }
+    group = low + (format.bits == 24 ? run : run / 2);
   }
   return out;
 }

@@ -191,6 +191,50 @@ TEST(ToolStreams, LpcmTwentyBitGroupsAcrossPackets) {
       << "the samples differ";
 }
 
+// LPCM layouts the sample disc lacks, in VOB files ffmpeg writes: mono,
+// 96 kHz, 5.1 and 7.1, at 16 and 24 bits, and each 16-bit one relabelled as
+// 20-bit (see above). Every WAV file holds the samples ffmpeg decodes, in
+// the format ffprobe reads from it.
+TEST(ToolStreams, LpcmLayoutsFfmpegWrites) {
+  NEED_FFMPEG();
+  struct Layout {
+    int rate, channels;
+    const char* format;  // ffmpeg's sample format for the encoder
+  };
+  for (const Layout& l : {Layout{48000, 1, "s16"}, Layout{96000, 1, "s32"}, Layout{96000, 2, "s16"},
+                          Layout{48000, 6, "s32"}, Layout{48000, 8, "s32"}, Layout{48000, 8, "s16"}}) {
+    const std::string name = std::to_string(l.rate) + "-" + std::to_string(l.channels) + "-" + l.format;
+    SCOPED_TRACE(name);
+    ScratchDir dir;
+    Result made = runShell("ffmpeg -v error -y -f lavfi -i sine=frequency=500:sample_rate=" +
+                           std::to_string(l.rate) + ":duration=0.5 -c:a pcm_dvd -sample_fmt " +
+                           l.format + " -ac " + std::to_string(l.channels) + " -f dvd " +
+                           quote(dir.path("in.vob")));
+    ASSERT_EQ(made.status, 0) << made.err;
+    std::string vob = readWholeFile(dir.path("in.vob"));
+    const bool wide = std::string(l.format) == "s32";
+    for (int relabel = 0; relabel <= (wide ? 0 : 1); ++relabel) {
+      if (relabel) {
+        for (std::size_t pack : packsOf(vob, 0xA0)) {
+          std::size_t at = lpcmFormatByte(vob, pack);
+          vob[at] = static_cast<char>((static_cast<unsigned char>(vob[at]) & 0x3F) | 0x40);
+        }
+        writeFile(dir.path("in.vob"), vob);
+      }
+      const std::string samples = wide || relabel ? "s24le" : "s16le";
+      Result run = runTool({"demux", dir.path("in.vob"), "-q", "--lpcm", "0=" + dir.path("out.wav")});
+      ASSERT_EQ(run.status, 0) << run.err;
+      EXPECT_EQ(probe(dir.path("out.wav"), "-show_entries stream=sample_rate,channels,bits_per_sample"),
+                std::to_string(l.rate) + "|" + std::to_string(l.channels) + "|" +
+                    (samples == "s24le" ? "24" : "16") + "\n");
+      std::string ours = wavSamples(dir.path("out.wav"), samples, dir);
+      EXPECT_GT(ours.size(), 10000u);
+      EXPECT_TRUE(ours == ffmpegStream(dir.path("in.vob"), "0xa0", samples, dir))
+          << "the samples differ" << (relabel ? " (as 20-bit)" : "");
+    }
+  }
+}
+
 // A stream that turns mono halfway: the run stops, says at which pack, and
 // leaves no WAV file behind.
 TEST(ToolStreams, LpcmFormatChangeStopsAndSaysWhere) {
