@@ -160,6 +160,31 @@ TEST(ToolStreams, LpcmSixChannelsAsWav) {
   EXPECT_TRUE(ours == ffmpegStream(kVob, "0xa3", "s16le", dir)) << "the samples differ";
 }
 
+// The whole WAV files, header and all, as ffmpeg writes the same streams
+// decoded into WAV (bit-exact, no metadata): the plain format for 16-bit
+// stereo, the extensible one with 24 bits or 6 channels.
+TEST(ToolStreams, WavFilesEqualFfmpegsOwn) {
+  NEED_FFMPEG();
+  struct Stream {
+    int pgc, number;
+    const char* codec;
+  };
+  for (const Stream& s : {Stream{1, 1, "pcm_s16le"}, Stream{1, 2, "pcm_s24le"}, Stream{2, 3, "pcm_s16le"}}) {
+    SCOPED_TRACE(s.number);
+    ScratchDir dir;
+    Result run = demux(s.pgc, {"--lpcm", std::to_string(s.number) + "=" + dir.path("ours.wav")});
+    ASSERT_EQ(run.status, 0) << run.err;
+    Result ffmpeg = runShell("ffmpeg -v error -y -i " + quote(kVob) + " -map 0:i:0xa" +
+                             std::to_string(s.number) + " -c:a " + s.codec +
+                             " -fflags +bitexact -flags +bitexact -map_metadata -1 -f wav " +
+                             quote(dir.path("ffmpeg.wav")));
+    ASSERT_EQ(ffmpeg.status, 0) << ffmpeg.err;
+    std::string ours = readWholeFile(dir.path("ours.wav"));
+    EXPECT_GT(ours.size(), 100000u);
+    EXPECT_TRUE(ours == readWholeFile(dir.path("ffmpeg.wav"))) << "the WAV files differ";
+  }
+}
+
 // Every packet of stream 1 relabelled as 20-bit: groups of two frames no
 // longer end where the packets do, so groups run on from one packet into
 // the next. Both readers must cut the same bytes the same way.
