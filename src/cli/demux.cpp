@@ -168,38 +168,29 @@ VobSubIndex vobSubIndex(const Disc& disc, std::int32_t titleSet, std::int32_t pg
   return index;
 }
 
-// The tool's own outputs for the DTS, LPCM and VobSub choices, registered
-// in `outputs` (a VobSub choice as NAME.idx and NAME.sub).
 struct Sink {
   std::unique_ptr<PackSink> sink;
-  std::string name;
+  std::string name;  // for messages
 };
 
-std::vector<Sink> makeSinks(const std::vector<Choice>& choices, OutputSet& outputs,
-                            std::vector<std::string>& finals, const Disc* disc,
-                            std::int32_t titleSet, std::int32_t pgc) {
-  std::vector<Sink> sinks;
-  for (const Choice& c : choices) {
-    if (c.kind == kDts) {
-      sinks.push_back({std::make_unique<DtsOutput>(outputs.add(c.file, false), c.number,
-                                                   kOutputBuffer), c.file});
-    } else if (c.kind == kLpcm) {
-      sinks.push_back({std::make_unique<LpcmWavOutput>(outputs.add(c.file, false), c.number,
-                                                       kOutputBuffer), c.file});
-    } else if (c.kind == kVobSub) {
-      std::string idx = outputs.add(c.file + ".idx", false);
-      std::string sub = outputs.add(c.file + ".sub", false);
-      sinks.push_back({std::make_unique<VobSubOutput>(idx, sub,
-                                                      vobSubIndex(*disc, titleSet, pgc, c.number),
-                                                      kOutputBuffer), c.file + ".sub"});
-      finals.push_back(c.file + ".idx");
-      continue;
-    } else {
-      continue;
-    }
-    finals.push_back(c.file);
+// The tool's own output for a DTS, LPCM or VobSub choice, its files
+// registered in `outputs` and named in `finals` (a VobSub choice has two,
+// NAME.idx and NAME.sub).
+Sink makeSink(const Choice& c, OutputSet& outputs, std::vector<std::string>& finals,
+              const Disc* disc, std::int32_t titleSet, std::int32_t pgc) {
+  if (c.kind == kVobSub) {
+    std::string idx = outputs.add(c.file + ".idx", false);
+    std::string sub = outputs.add(c.file + ".sub", false);
+    finals.push_back(c.file + ".idx");
+    finals.push_back(c.file + ".sub");
+    return {std::make_unique<VobSubOutput>(idx, sub, vobSubIndex(*disc, titleSet, pgc, c.number),
+                                           kOutputBuffer),
+            c.file + ".sub"};
   }
-  return sinks;
+  std::string temp = outputs.add(c.file, false);
+  finals.push_back(c.file);
+  if (c.kind == kDts) return {std::make_unique<DtsOutput>(temp, c.number, kOutputBuffer), c.file};
+  return {std::make_unique<LpcmWavOutput>(temp, c.number, kOutputBuffer), c.file};
 }
 
 void finishSinks(std::vector<Sink>& sinks, const FirstTimestamps& timestamps) {
@@ -328,7 +319,9 @@ int runDemux(const std::vector<std::string>& argv) {
       finals.push_back(args.value("--video"));
       demuxer.AddVideo(temp.c_str(), timing);
     }
-    sinks = makeSinks(choices, outputs, finals, disc.get(), titleSet, pgc);
+    for (const auto& c : choices)
+      if (c.kind == kDts || c.kind == kLpcm || c.kind == kVobSub)
+        sinks.push_back(makeSink(c, outputs, finals, disc.get(), titleSet, pgc));
 
     try {
       ProgressLine progress(args.quiet, total);

@@ -289,13 +289,17 @@ TEST(ToolStreams, LpcmFormatChangeStopsAndSaysWhere) {
 
 TEST(ToolStreams, StreamTheChainDoesNotCarryWarns) {
   ScratchDir dir;
-  Result run = demux(2, {"--dts", "0=" + dir.path("none.dts"), "--lpcm", "1=" + dir.path("none.wav")});
+  Result run = demux(2, {"--dts", "0=" + dir.path("none.dts"), "--lpcm", "1=" + dir.path("none.wav"),
+                         "--vobsub", "0=" + dir.path("none")});
   ASSERT_EQ(run.status, 0) << run.err;
   EXPECT_NE(run.err.find("none.dts: warning: the input holds no packet of this stream"),
             std::string::npos) << run.err;
   EXPECT_NE(run.err.find("none.wav: warning: the input holds no packet of this stream"),
             std::string::npos) << run.err;
+  EXPECT_NE(run.err.find("none.sub: warning: the input holds no packet of this stream"),
+            std::string::npos) << run.err;
   EXPECT_EQ(std::filesystem::file_size(dir.path("none.dts")), 0u);
+  EXPECT_EQ(std::filesystem::file_size(dir.path("none.sub")), 0u);
 }
 
 TEST(ToolStreams, FullDiskFailsForDtsAndLpcm) {
