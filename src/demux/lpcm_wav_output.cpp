@@ -70,6 +70,8 @@ void LpcmWavOutput::writeSamples(const std::uint8_t* data, std::size_t size) {
   const std::size_t whole = size / group;
   unpackLpcm(*format_, data, whole, &samples_);
   pending_.assign(data + whole * group, data + size);
+  // A packet too short to finish a group has nothing to write yet.
+  if (samples_.empty()) return;
   file_->write(samples_.data(), static_cast<std::uint32_t>(samples_.size()));
   dataBytes_ += samples_.size();
 }
