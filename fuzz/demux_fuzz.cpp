@@ -3,17 +3,23 @@
 // negative length, which must be ignored); the rest is the stream. Every kind
 // of output is registered, half of the inputs with timing files, on real
 // files in a folder of the process made once. The whole packs of each chunk
-// also go through the first-time-stamp scan the tool's delays come from.
+// also go through the first-time-stamp scan the tool's delays come from and
+// the tool's own DTS, WAV and VobSub outputs.
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
+#include "demux/dts_output.h"
 #include "demux/first_timestamps.h"
+#include "demux/lpcm_wav_output.h"
 #include "demux/timing_file.h"
 #include "demux/vob_demuxer.h"
+#include "demux/vobsub_output.h"
 
 #ifdef _WIN32
 #include <process.h>
@@ -40,6 +46,45 @@ const std::string& outputFolder() {
   return folder;
 }
 
+// The tool's outputs, one of each kind at both ends of its numbers. A WAV
+// output whose stream changes format is dropped, as the tool stops there.
+struct Sinks {
+  std::vector<std::unique_ptr<PackSink>> all;
+  std::int64_t packs = 0;
+
+  explicit Sinks(const std::string& folder) {
+    all.push_back(std::make_unique<DtsOutput>(folder + "d0.dts", 0, 4096));
+    all.push_back(std::make_unique<DtsOutput>(folder + "d7.dts", 7, 0));
+    all.push_back(std::make_unique<LpcmWavOutput>(folder + "l0.wav", 0, 4096));
+    all.push_back(std::make_unique<LpcmWavOutput>(folder + "l7.wav", 7, 0));
+    VobSubIndex index;
+    all.push_back(std::make_unique<VobSubOutput>(folder + "v0.idx", folder + "v0.sub", index, 0));
+    index.number = 31;
+    all.push_back(std::make_unique<VobSubOutput>(folder + "v31.idx", folder + "v31.sub", index, 4096));
+  }
+
+  void take(const std::uint8_t* data, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i, ++packs)
+      for (auto& sink : all) {
+        if (!sink) continue;
+        try {
+          sink->take(data + 2048 * i, packs);
+        } catch (const LpcmFormatError&) {
+          sink->finish();
+          sink.reset();
+        }
+      }
+  }
+
+  void finish(std::optional<std::int64_t> video) {
+    for (auto& sink : all) {
+      if (!sink) continue;
+      if (auto* vobsub = dynamic_cast<VobSubOutput*>(sink.get())) vobsub->setOrigin(video);
+      sink->finish();
+    }
+  }
+};
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -65,6 +110,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::uint32_t state = seed | 1;
     std::size_t at = 0;
     FirstTimestamps stamps;
+    Sinks sinks(folder);
     while (at < size) {
       state ^= state << 13;
       state ^= state >> 17;
@@ -79,10 +125,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       if (chunk) std::memcpy(piece.get(), data + at, chunk);
       demuxer.Demultiplex(piece.get(), static_cast<std::int32_t>(chunk));
       stamps.scan(piece.get(), chunk / 2048);
+      sinks.take(piece.get(), chunk / 2048);
       at += chunk;
       if ((state >> 4 & 63) == 0) demuxer.FlushAll();
     }
     demuxer.CloseAll();
+    sinks.finish(stamps.first(FirstTimestamps::video));
     // A stamp has 33 bits.
     for (int key : {FirstTimestamps::video, FirstTimestamps::ac3(0), FirstTimestamps::mpegAudio(0)})
       if (stamps.first(key) && (*stamps.first(key) < 0 || *stamps.first(key) >= (1ll << 33)))

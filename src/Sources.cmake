@@ -36,7 +36,14 @@ set(FENNORIA_DEMUX_SOURCES
   ${_src}/demux/stream.cpp
   ${_src}/demux/vob_demuxer.cpp
   ${_src}/demux/timing_file.cpp
-  ${_src}/demux/first_timestamps.cpp)
+  ${_src}/demux/first_timestamps.cpp
+  ${_src}/demux/private_packets.cpp
+  ${_src}/demux/dts_output.cpp
+  ${_src}/demux/lpcm_format.cpp
+  ${_src}/demux/wav_header.cpp
+  ${_src}/demux/lpcm_wav_output.cpp
+  ${_src}/demux/vobsub_index.cpp
+  ${_src}/demux/vobsub_output.cpp)
 
 set(FENNORIA_DVDNAV_SOURCES
   ${_src}/dvdnav/ifo_parser.cpp

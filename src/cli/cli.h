@@ -7,6 +7,7 @@
 // under a temporary name beside it and renamed only on success.
 #pragma once
 
+#include <array>
 #include <string>
 #include <vector>
 
@@ -24,5 +25,8 @@ int runIfo(const std::vector<std::string>& argv);
 int runInfo(const std::vector<std::string>& argv);
 int runChapters(const std::vector<std::string>& argv);
 int runConfig(const std::vector<std::string>& argv);
+
+// A language code of the IFO as text: its printable characters.
+std::string languageText(const std::array<char, 2>& code);
 
 }  // namespace cli

@@ -25,7 +25,7 @@ _fennoria() {
     case $command in
         cat) options='-o --output -q --quiet -h --help' ;;
         dvd) options='--title --pgc --cell --playback-order --ac3 --mpeg -o --output -q --quiet -h --help' ;;
-        demux) options='--title --pgc --cell --playback-order --ac3 --mpeg --sub --video --timing -q --quiet -h --help' ;;
+        demux) options='--title --pgc --cell --playback-order --ac3 --mpeg --dts --lpcm --sub --vobsub --video --timing -q --quiet -h --help' ;;
         ifo) options='-q --quiet -h --help' ;;
         info) options='--json -q --quiet -h --help' ;;
         chapters) options='--title --pgc --format -o --output -q --quiet -h --help' ;;
@@ -41,7 +41,7 @@ _fennoria() {
         --format)
             [[ $command == chapters ]] && COMPREPLY=($(compgen -W 'ogm ffmetadata json' -- "$cur"))
             return 0 ;;
-        --title|--pgc|--cell|--ac3|--mpeg|--sub)
+        --title|--pgc|--cell|--ac3|--mpeg|--dts|--lpcm|--sub|--vobsub)
             return 0 ;;
     esac
 

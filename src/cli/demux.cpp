@@ -8,10 +8,13 @@
 
 #include "cli/cli.h"
 #include "cli/read_ahead.h"
+#include "demux/dts_output.h"
 #include "demux/first_timestamps.h"
+#include "demux/lpcm_wav_output.h"
 #include "demux/stream.h"
 #include "demux/timing_file.h"
 #include "demux/vob_demuxer.h"
+#include "demux/vobsub_output.h"
 #include "dvdnav/dvd_title_reader.h"
 
 namespace cli {
@@ -34,16 +37,24 @@ const char* kHelp =
     "(positive: the audio starts later). Give it to a muxer to put the\n"
     "streams back in sync.\n"
     "\n"
-    "streams (at least one; --ac3, --mpeg and --sub may be repeated):\n"
+    "streams (at least one; all but --video may be repeated):\n"
     "  --ac3 K=FILE       AC-3 audio stream K (0-7, substream 0x80+K)\n"
     "  --mpeg K=FILE      MPEG audio stream K (0-31, stream id 0xC0+K)\n"
-    "  --sub K=FILE       subpicture stream K (0-31, substream 0x20+K)\n"
+    "  --dts K=FILE       DTS audio stream K (0-7, substream 0x88+K), raw\n"
+    "  --lpcm K=FILE      LPCM audio stream K (0-7, substream 0xA0+K) as a WAV\n"
+    "                     file: 16, 20 or 24 bits, as many channels as it has\n"
+    "  --sub K=FILE       subpicture stream K (0-31, substream 0x20+K), raw\n"
+    "  --vobsub K=NAME    subpicture stream K as VobSub: NAME.sub (its packs)\n"
+    "                     and NAME.idx (size, palette and language from the\n"
+    "                     IFO, one time stamp a subtitle, counted from the\n"
+    "                     video's first); not for a VOB file\n"
     "  --video FILE       the video stream\n"
     "options:\n"
     "  --title N, --pgc P, --cell C, --playback-order\n"
     "                     the selection, as for 'fennoria dvd'\n"
     "  --timing           also write FILE.timing beside each output: one line\n"
     "                     'position PTS DTS' per packet with a time stamp\n"
+    "                     (--ac3, --mpeg, --sub and --video outputs)\n"
     "  -q, --quiet        no progress line and no delays: nothing on stdout\n"
     "\n"
     "examples:\n"
@@ -51,11 +62,15 @@ const char* kHelp =
     "    en.ac3: delay 12 ms\n"
     "    de.mp2: delay -21 ms\n"
     "  fennoria demux /media/dvd/VIDEO_TS --title 1 --pgc 1 --sub 0=en.sub --timing\n"
+    "  fennoria demux /media/dvd/VIDEO_TS --title 1 --pgc 1 --lpcm 1=pcm.wav --vobsub 0=en\n"
     "  fennoria demux title.vob --ac3 0=audio.ac3 --video video.m2v\n"
     "  fennoria demux movie.iso --title 1 --pgc 1 --ac3 0=en.ac3\n";
 
+// The demultiplexer's own kinds, then the tool's.
+enum Kind { kAc3 = 0, kMpeg = 2, kSub = 3, kDts, kLpcm, kVobSub };
+
 struct Choice {
-  int kind;  // 0 AC-3, 2 MPEG audio, 3 subpicture
+  Kind kind;
   int number;
   std::string file;
 };
@@ -103,7 +118,7 @@ std::string describe(const std::vector<std::string>& names) {
   return text;
 }
 
-Choice parseChoice(const std::string& option, const std::string& text, int kind, int high) {
+Choice parseChoice(const std::string& option, const std::string& text, Kind kind, int high) {
   std::size_t equals = text.find('=');
   std::int64_t number = 0;
   if (equals == std::string::npos || equals + 1 == text.size() ||
@@ -113,19 +128,104 @@ Choice parseChoice(const std::string& option, const std::string& text, int kind,
   return {kind, static_cast<int>(number), text.substr(equals + 1)};
 }
 
+// The key of an audio choice's first time stamp.
+int timestampKey(const Choice& c) {
+  switch (c.kind) {
+    case kAc3: return FirstTimestamps::ac3(c.number);
+    case kDts: return FirstTimestamps::privateStream(0x88 + c.number);
+    case kLpcm: return FirstTimestamps::privateStream(0xA0 + c.number);
+    default: return FirstTimestamps::mpegAudio(c.number);
+  }
+}
+
 // One line per audio output: its delay against the video.
 void printDelays(const std::vector<Choice>& choices, const FirstTimestamps& timestamps) {
   std::optional<std::int64_t> video = timestamps.first(FirstTimestamps::video);
   for (const Choice& c : choices) {
-    if (c.kind == 3) continue;
-    std::optional<std::int64_t> audio = timestamps.first(
-        c.kind == 0 ? FirstTimestamps::ac3(c.number) : FirstTimestamps::mpegAudio(c.number));
+    if (c.kind == kSub || c.kind == kVobSub) continue;
+    std::optional<std::int64_t> audio = timestamps.first(timestampKey(c));
     if (audio && video)
       std::printf("%s: delay %lld ms\n", c.file.c_str(),
                   static_cast<long long>(delayMilliseconds(*audio, *video)));
     else
       std::printf("%s: delay unknown (%s)\n", c.file.c_str(),
                   audio ? "no video time stamp" : "no time stamp of this stream");
+  }
+}
+
+// What the .idx of subpicture stream `number` says besides the times: the
+// title set's frame size and the stream's language, the chain's palette.
+VobSubIndex vobSubIndex(const Disc& disc, std::int32_t titleSet, std::int32_t pgc, int number) {
+  const auto& set = *disc.reader->titleSets[static_cast<std::size_t>(titleSet - 1)];
+  const auto& attributes = set.attributes.title;
+  VobSubIndex index;
+  index.number = number;
+  pictureSize(attributes.video.tvsystem, attributes.video.picturesize, &index.width,
+              &index.height);
+  const auto& palette = set.programchains[static_cast<std::size_t>(pgc - 1)].palette;
+  for (std::size_t i = 0; i < palette.size(); ++i)
+    index.palette[i] = yCrCbToRgb(palette[i].y, palette[i].cr, palette[i].cb);
+  if (static_cast<std::size_t>(number) < attributes.subpictures.size())
+    index.language = languageText(attributes.subpictures[static_cast<std::size_t>(number)].specificcode);
+  return index;
+}
+
+struct Sink {
+  std::unique_ptr<PackSink> sink;
+  std::string name;  // for messages
+};
+
+// The tool's own output for a DTS, LPCM or VobSub choice, its files
+// registered in `outputs` and named in `finals` (a VobSub choice has two,
+// NAME.idx and NAME.sub).
+Sink makeSink(const Choice& c, OutputSet& outputs, std::vector<std::string>& finals,
+              const Disc* disc, std::int32_t titleSet, std::int32_t pgc) {
+  if (c.kind == kVobSub) {
+    std::string idx = outputs.add(c.file + ".idx", false);
+    std::string sub = outputs.add(c.file + ".sub", false);
+    finals.push_back(c.file + ".idx");
+    finals.push_back(c.file + ".sub");
+    return {std::make_unique<VobSubOutput>(idx, sub, vobSubIndex(*disc, titleSet, pgc, c.number),
+                                           kOutputBuffer),
+            c.file + ".sub"};
+  }
+  std::string temp = outputs.add(c.file, false);
+  finals.push_back(c.file);
+  if (c.kind == kDts) return {std::make_unique<DtsOutput>(temp, c.number, kOutputBuffer), c.file};
+  return {std::make_unique<LpcmWavOutput>(temp, c.number, kOutputBuffer), c.file};
+}
+
+void finishSinks(std::vector<Sink>& sinks, const FirstTimestamps& timestamps) {
+  for (Sink& s : sinks) {
+    if (auto* vobsub = dynamic_cast<VobSubOutput*>(s.sink.get()))
+      vobsub->setOrigin(timestamps.first(FirstTimestamps::video));
+    s.sink->finish();
+  }
+}
+
+bool anyWriteFailed(const std::vector<Sink>& sinks) {
+  for (const Sink& s : sinks)
+    if (s.sink->writeFailed()) return true;
+  return false;
+}
+
+void warnNoPacket(const std::string& name) {
+  std::fprintf(stderr, "fennoria: %s: warning: the input holds no packet of this stream\n",
+               name.c_str());
+}
+
+// Shows `count` whole packs, the first the `first`-th of the input, to every
+// sink; an LPCM stream that cannot be followed fails the run.
+void feedSinks(std::vector<Sink>& sinks, const std::uint8_t* packs, std::int32_t count,
+               std::int64_t first) {
+  for (Sink& s : sinks) {
+    try {
+      for (std::int32_t i = 0; i < count; ++i)
+        s.sink->take(packs + std::size_t{VobDemuxer::packSize} * static_cast<std::size_t>(i),
+                     first + i);
+    } catch (const LpcmFormatError& error) {
+      fail(s.name, error.what());
+    }
   }
 }
 
@@ -139,21 +239,29 @@ int runDemux(const std::vector<std::string>& argv) {
              {"--ac3", nullptr, true, true},
              {"--mpeg", nullptr, true, true},
              {"--sub", nullptr, true, true},
+             {"--dts", nullptr, true, true},
+             {"--lpcm", nullptr, true, true},
+             {"--vobsub", nullptr, true, true},
              {"--video", nullptr, true, false},
              {"--playback-order", nullptr, false, false},
              {"--timing", nullptr, false, false}});
   if (args.help) return printHelp(kHelp);
-  if (args.positional.size() != 1) usage("demux", "give exactly one VIDEO_TS folder, disc image or VOB file");
+  if (args.positional.size() != 1)
+    usage("demux", "give exactly one VIDEO_TS folder, disc image or VOB file");
   std::vector<Choice> choices;
-  for (const auto& v : args.values("--ac3")) choices.push_back(parseChoice("--ac3", v, 0, 7));
-  for (const auto& v : args.values("--mpeg")) choices.push_back(parseChoice("--mpeg", v, 2, 31));
-  for (const auto& v : args.values("--sub")) choices.push_back(parseChoice("--sub", v, 3, 31));
+  for (const auto& v : args.values("--ac3")) choices.push_back(parseChoice("--ac3", v, kAc3, 7));
+  for (const auto& v : args.values("--mpeg")) choices.push_back(parseChoice("--mpeg", v, kMpeg, 31));
+  for (const auto& v : args.values("--sub")) choices.push_back(parseChoice("--sub", v, kSub, 31));
+  for (const auto& v : args.values("--dts")) choices.push_back(parseChoice("--dts", v, kDts, 7));
+  for (const auto& v : args.values("--lpcm")) choices.push_back(parseChoice("--lpcm", v, kLpcm, 7));
+  for (const auto& v : args.values("--vobsub"))
+    choices.push_back(parseChoice("--vobsub", v, kVobSub, 31));
   for (std::size_t i = 0; i < choices.size(); ++i)
     for (std::size_t j = 0; j < i; ++j)
       if (choices[i].kind == choices[j].kind && choices[i].number == choices[j].number)
         usage("demux", "stream " + std::to_string(choices[i].number) + " chosen twice");
   if (choices.empty() && !args.has("--video"))
-    usage("demux", "choose at least one stream (--ac3, --mpeg, --sub or --video)");
+    usage("demux", "choose at least one stream (--ac3, --mpeg, --dts, --lpcm, --sub, --vobsub or --video)");
   const bool timing = args.has("--timing");
 
   const std::string& input = args.positional[0];
@@ -161,11 +269,12 @@ int runDemux(const std::vector<std::string>& argv) {
   std::vector<ReadAhead::Source> readers;
   std::shared_ptr<Disc> disc;
   std::int64_t total = 0;
+  std::int32_t titleSet = 0, pgc = 0;
   if (isDirectory(input) || isDiscImage(input)) {
     if (!args.has("--title")) usage("demux", "missing --title N for a VIDEO_TS folder");
     if (!args.has("--pgc")) usage("demux", "missing --pgc P for a VIDEO_TS folder");
-    std::int32_t titleSet = args.number("--title", 1, 99, 0);
-    std::int32_t pgc = args.number("--pgc", 1, 9999, 0);
+    titleSet = args.number("--title", 1, 99, 0);
+    pgc = args.number("--pgc", 1, 9999, 0);
     std::int32_t cell = args.number("--cell", 1, 9999, 0);
     for (int i = 0; i < kReaders; ++i) {
       disc = std::make_shared<Disc>(input);
@@ -179,6 +288,9 @@ int runDemux(const std::vector<std::string>& argv) {
       usage("demux",
             "--title, --pgc, --cell and --playback-order are for a VIDEO_TS folder, not a file");
     if (!isRegularFile(input)) fail(input, "no such file or folder");
+    if (args.has("--vobsub"))
+      usage("demux", "--vobsub needs a VIDEO_TS folder or disc image: a VOB file has no IFO "
+                     "to give the palette, frame size and language");
     for (int i = 0; i < kReaders; ++i) {
       auto file = std::make_shared<mpdx::IFileStream>(input.c_str());
       total = file->getLength();
@@ -193,10 +305,12 @@ int runDemux(const std::vector<std::string>& argv) {
   OutputSet outputs;
   std::vector<std::string> finals;
   FirstTimestamps timestamps;
+  std::vector<Sink> sinks;
   {
     VobDemuxer demuxer(nullptr);
     demuxer.setOutputBuffer(kOutputBuffer);
     for (const auto& c : choices) {
+      if (c.kind != kAc3 && c.kind != kMpeg && c.kind != kSub) continue;
       std::string temp = outputs.add(c.file, timing);
       finals.push_back(c.file);
       int result = c.kind == 3 ? demuxer.AddSubtitle(temp.c_str(), c.number, timing)
@@ -208,6 +322,9 @@ int runDemux(const std::vector<std::string>& argv) {
       finals.push_back(args.value("--video"));
       demuxer.AddVideo(temp.c_str(), timing);
     }
+    for (const auto& c : choices)
+      if (c.kind == kDts || c.kind == kLpcm || c.kind == kVobSub)
+        sinks.push_back(makeSink(c, outputs, finals, disc.get(), titleSet, pgc));
 
     try {
       ProgressLine progress(args.quiet, total);
@@ -215,8 +332,9 @@ int runDemux(const std::vector<std::string>& argv) {
       std::int64_t done = 0;
       while (const ReadAhead::Chunk* chunk = chunks.next()) {
         demuxer.Demultiplex(chunk->bytes.data(), chunk->count);
-        timestamps.scan(chunk->bytes.data(),
-                        static_cast<std::size_t>(chunk->count) / VobDemuxer::packSize);
+        const std::int32_t packs = chunk->count / VobDemuxer::packSize;
+        timestamps.scan(chunk->bytes.data(), static_cast<std::size_t>(packs));
+        feedSinks(sinks, chunk->bytes.data(), packs, done / VobDemuxer::packSize);
         done += chunk->count;
         if (chunk->count < chunk->want)
           fail(disc ? disc->folder + "/" + chunk->where : input,
@@ -229,7 +347,8 @@ int runDemux(const std::vector<std::string>& argv) {
         fail(input, "truncated: ends " + std::to_string(demuxer.heldCount()) +
                         " bytes into a 2048-byte pack");
       demuxer.CloseAll();
-      if (demuxer.writeFailed())
+      finishSinks(sinks, timestamps);
+      if (demuxer.writeFailed() || anyWriteFailed(sinks))
         fail(describe(finals), "could not be written completely (is the disk full?)");
     } catch (...) {
       demuxer.CloseAll();
@@ -241,8 +360,7 @@ int runDemux(const std::vector<std::string>& argv) {
   outputs.commitAll();
   for (const auto& name : finals)
     if (isRegularFile(name) && std::filesystem::file_size(std::filesystem::u8path(name)) == 0)
-      std::fprintf(stderr, "fennoria: %s: warning: the input holds no packet of this stream\n",
-                   name.c_str());
+      warnNoPacket(name);
   if (!args.quiet) printDelays(choices, timestamps);
   return 0;
 }

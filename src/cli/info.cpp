@@ -16,7 +16,8 @@ const char* kHelp =
     "usage: fennoria info VIDEO_TS [--json]\n"
     "\n"
     "Lists the titles of the Video Manager, and for every title set its audio\n"
-    "streams (coding, channels, language), its subpicture streams and its\n"
+    "streams (coding: ac3, mpeg1, mpeg2ext, dts or lpcm; channels; language;\n"
+    "for LPCM the sampling rate and bits), its subpicture streams and its\n"
     "program chains: duration (from the frame count and rate of the playback\n"
     "time), programs, cells, first and last sector, sectors and bytes, and its\n"
     "chapters (one per program: start, length and first cell, as 'fennoria\n"
@@ -43,12 +44,15 @@ const char* codingName(std::int32_t mode) {
   }
 }
 
-std::string language(const std::array<char, 2>& code) {
-  std::string text;
-  for (char c : code)
-    if (c >= 0x20 && c < 0x7F) text += c;
-  return text;
+// The sampling rate and bits of an LPCM stream: the two frequencies and
+// three quantizations a DVD allows (0 for the reserved values).
+int lpcmRate(const dvdnav::AudioAttributes& audio) {
+  return audio.samplingcode == 0 ? 48000 : audio.samplingcode == 1 ? 96000 : 0;
 }
+int lpcmBits(const dvdnav::AudioAttributes& audio) {
+  return audio.quant < 3 ? 16 + 4 * audio.quant : 0;
+}
+constexpr std::int32_t kLpcm = 4;
 
 std::string jsonString(const std::string& text) {
   std::string out = "\"";
@@ -120,12 +124,16 @@ void printJson(const DvdTitleReader& r, const std::string& folder) {
       o << (a ? "," : "") << "\n        {\"stream\": " << a << ", \"coding\": "
         << jsonString(codingName(audio[a].codingmode)) << ", \"coding_mode\": "
         << audio[a].codingmode << ", \"channels\": " << audio[a].channels
-        << ", \"language\": " << jsonString(language(audio[a].specificcode)) << "}";
+        << ", \"language\": " << jsonString(languageText(audio[a].specificcode))
+        << (audio[a].codingmode == kLpcm ? ", \"sample_rate\": " + std::to_string(lpcmRate(audio[a])) +
+                                              ", \"bits\": " + std::to_string(lpcmBits(audio[a]))
+                                        : std::string())
+        << "}";
     o << (audio.empty() ? "" : "\n      ") << "],\n      \"subpictures\": [";
     const auto& subs = vts.attributes.title.subpictures;
     for (std::size_t p = 0; p < subs.size(); ++p)
       o << (p ? "," : "") << "\n        {\"stream\": " << p
-        << ", \"language\": " << jsonString(language(subs[p].specificcode)) << "}";
+        << ", \"language\": " << jsonString(languageText(subs[p].specificcode)) << "}";
     o << (subs.empty() ? "" : "\n      ") << "],\n      \"pgcs\": [";
     for (std::size_t p = 0; p < vts.programchains.size(); ++p) {
       const auto& pgc = vts.programchains[p];
@@ -180,12 +188,16 @@ void printTable(const DvdTitleReader& r, const std::string& folder) {
     const auto& vts = *r.titleSets[s];
     std::printf("\nTitle set %zu: %zu program chains\n", s + 1, vts.programchains.size());
     const auto& audio = vts.attributes.title.audio;
-    for (std::size_t a = 0; a < audio.size(); ++a)
-      std::printf("  Audio %zu: %-8s %d ch  %s\n", a, codingName(audio[a].codingmode),
-                  audio[a].channels, language(audio[a].specificcode).c_str());
+    for (std::size_t a = 0; a < audio.size(); ++a) {
+      std::printf("  Audio %zu: %-8s %d ch  %s", a, codingName(audio[a].codingmode),
+                  audio[a].channels, languageText(audio[a].specificcode).c_str());
+      if (audio[a].codingmode == kLpcm)
+        std::printf("  %d Hz %d bits", lpcmRate(audio[a]), lpcmBits(audio[a]));
+      std::printf("\n");
+    }
     const auto& subs = vts.attributes.title.subpictures;
     for (std::size_t p = 0; p < subs.size(); ++p)
-      std::printf("  Subpicture %zu: %s\n", p, language(subs[p].specificcode).c_str());
+      std::printf("  Subpicture %zu: %s\n", p, languageText(subs[p].specificcode).c_str());
     std::printf("  PGC  Duration      Programs  Cells  First sector  Last sector  Sectors  Bytes\n");
     for (std::size_t p = 0; p < vts.programchains.size(); ++p) {
       const auto& pgc = vts.programchains[p];
@@ -216,6 +228,13 @@ void printTable(const DvdTitleReader& r, const std::string& folder) {
 }
 
 }  // namespace
+
+std::string languageText(const std::array<char, 2>& code) {
+  std::string text;
+  for (char c : code)
+    if (c >= 0x20 && c < 0x7F) text += c;
+  return text;
+}
 
 int runInfo(const std::vector<std::string>& argv) {
   Args args("info", argv, {{"--json", nullptr, false, false}});

@@ -13,6 +13,7 @@ class FirstTimestamps {
   // The key of a stream: its stream id, or for private stream 1 (0xBD) the
   // substream id + 0x100.
   static constexpr int ac3(int number) { return 0x180 + number; }
+  static constexpr int privateStream(int substream) { return 0x100 + substream; }
   static constexpr int mpegAudio(int number) { return 0xC0 + number; }
   static constexpr int video = 0xE0;
 

@@ -185,7 +185,8 @@ void decodeEntries(Decoder& decoder, Kind kind, std::int64_t first, std::int64_t
 AttributeSet decodeAttributes(Decoder& decoder, std::int64_t offset, const char* table) {
   const IfoBytes& bytes = decoder.bytes;
   AttributeSet set;
-  set.video = decodeVideoAttributes(static_cast<std::uint8_t>(bytes.u8(offset)));
+  set.video = decodeVideoAttributes(static_cast<std::uint8_t>(bytes.u8(offset)),
+                                    static_cast<std::uint8_t>(bytes.u8(offset + 1)));
   decodeEntries<AudioAttributes, 8>(decoder, kAudio, offset + 4, bytes.u16(offset + 2), set.audio,
                                     table, decodeAudioAttributes);
   decodeEntries<SubpictureAttributes, 6>(decoder, kSubpictures, offset + 0x56,
@@ -249,12 +250,13 @@ std::int32_t playbackTimeToFrames(const std::uint8_t time[4]) {
   return (bcd(time[0]) * 3600 + bcd(time[1]) * 60 + bcd(time[2])) * rate + frames;
 }
 
-VideoAttributes decodeVideoAttributes(std::uint8_t byte0) {
+VideoAttributes decodeVideoAttributes(std::uint8_t byte0, std::uint8_t byte1) {
   VideoAttributes video;
   video.videocompressionmode = (byte0 >> 6) & 3;
   video.tvsystem = (byte0 >> 4) & 3;
   video.displaymode = byte0 & 3;
   video.aspectratio = (byte0 >> 2) & 3;
+  video.picturesize = (byte1 >> 2) & 3;
   return video;
 }
 
@@ -262,6 +264,7 @@ AudioAttributes decodeAudioAttributes(const std::uint8_t field[8]) {
   AudioAttributes audio;
   audio.codingmode = (field[0] >> 5) & 7;
   audio.quant = (field[1] >> 6) & 3;
+  audio.samplingcode = (field[1] >> 4) & 3;
   audio.type = (field[0] >> 2) & 3;
   audio.channels = (field[1] & 7) + 1;
   audio.specificcode = {static_cast<char>(field[2]), static_cast<char>(field[3])};

@@ -65,7 +65,7 @@ AttributeSet decodeAttributeSet(const IfoBytes& bytes, std::int64_t offset, std:
                                 const char* table);
 AudioAttributes decodeAudioAttributes(const std::uint8_t field[8]);
 SubpictureAttributes decodeSubpictureAttributes(const std::uint8_t field[6]);
-VideoAttributes decodeVideoAttributes(std::uint8_t byte0);
+VideoAttributes decodeVideoAttributes(std::uint8_t byte0, std::uint8_t byte1 = 0);
 NavCommand decodeNavCommand(const std::uint8_t field[8]);
 CellPlayback decodeCellPlayback(const std::uint8_t field[24]);
 

@@ -32,11 +32,13 @@ struct VideoAttributes {
   std::int32_t tvsystem = 0;
   std::int32_t displaymode = 0;
   std::int32_t aspectratio = 0;
+  std::int32_t picturesize = 0;  // 0 full width, 1 704, 2 352, 3 352 at half height
 };
 
 struct AudioAttributes {
   std::int32_t codingmode = 0;
   std::int32_t freq = 0;  // the sampling-frequency bits are not decoded: always 0
+  std::int32_t samplingcode = 0;  // those bits for the tool: 0 48 kHz, 1 96 kHz
   std::int32_t quant = 0;
   std::int32_t type = 0;
   std::int32_t channels = 0;

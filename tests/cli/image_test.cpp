@@ -264,3 +264,63 @@ TEST(ToolErrors, ScrambledImage) {
   expectImageError({"demux", image, "--title", "1", "--pgc", "1", "--ac3", "0=" + dir.path("a")},
                    image, what);
 }
+
+namespace {
+
+// A UDF image of another bundled disc, made in `dir` by genisoimage.
+std::string udfImageOf(const ScratchDir& dir, const std::string& sample) {
+  std::string image = dir.path(sample + ".iso");
+  int status = testing_support::shell("genisoimage -quiet -dvd-video -udf -o " + quote(image) +
+                                      " " + quote(kSamples + "/" + sample) + " 2>&1");
+  EXPECT_EQ(status, 0) << "genisoimage could not make the image of " << sample;
+  return image;
+}
+
+}  // namespace
+
+// The branching sample's chains in playback order (a cell that runs on from
+// one VOB file into the next, cells in reverse), read from inside an image.
+TEST(ToolDvdPlaybackOrder, ImageEqualsFolder) {
+  ScratchDir dir;
+  std::string image = udfImageOf(dir, "dvd-branching");
+  for (int pgc : {1, 2, 3}) {
+    SCOPED_TRACE(pgc);
+    std::vector<std::string> args = {"--title", "1", "--pgc", std::to_string(pgc),
+                                     "--playback-order", "--ac3", "1"};
+    std::vector<std::string> onImage = {"dvd", image}, onFolder = {"dvd", kSamples + "/dvd-branching"};
+    onImage.insert(onImage.end(), args.begin(), args.end());
+    onFolder.insert(onFolder.end(), args.begin(), args.end());
+    expectSameRun(onImage, onFolder);
+  }
+}
+
+// The tool's own outputs (DTS, WAV, VobSub) from inside an image of the
+// streams sample are the folder's, and so are the printed delays.
+TEST(ToolDemux, StreamOutputsFromAnImageEqualTheFolders) {
+  ScratchDir dir;
+  std::string image = udfImageOf(dir, "dvd-streams");
+  std::vector<std::string> printed;
+  for (const char* side : {"image", "folder"}) {
+    std::string input = std::string(side) == "image" ? image : kSamples + "/dvd-streams";
+    auto out = [&](const std::string& n) { return dir.path(std::string(side) + "." + n); };
+    Result run = runTool({"demux", input, "--title", "1", "--pgc", "1", "--dts", "0=" + out("dts"),
+                          "--lpcm", "1=" + out("wav"), "--vobsub", "0=" + out("vobsub")});
+    ASSERT_EQ(run.status, 0) << run.err;
+    printed.push_back(run.out);
+  }
+  for (const char* n : {"dts", "wav", "vobsub.sub"}) {
+    SCOPED_TRACE(n);
+    std::string fromFolder = readWholeFile(dir.path(std::string("folder.") + n));
+    EXPECT_FALSE(fromFolder.empty());
+    EXPECT_TRUE(readWholeFile(dir.path(std::string("image.") + n)) == fromFolder);
+  }
+  // The index names its .sub file's folder nowhere, so the two are equal.
+  EXPECT_EQ(readWholeFile(dir.path("image.vobsub.idx")), readWholeFile(dir.path("folder.vobsub.idx")));
+  // Delays name the outputs: compare them with the sides' names taken out.
+  auto unnamed = [&](std::string text, const std::string& side) {
+    for (std::size_t at; (at = text.find(dir.path(side + "."))) != std::string::npos;)
+      text.erase(at, dir.path(side + ".").size());
+    return text;
+  };
+  EXPECT_EQ(unnamed(printed[0], "image"), unnamed(printed[1], "folder"));
+}

@@ -54,6 +54,23 @@ TEST(VideoAttributes, BitFieldsOfTheFirstByte) {
   EXPECT_EQ(video.displaymode, 1);
 }
 
+// The second byte: line-21 and bit-rate flags (bits 7-4), the picture size
+// (bits 3-2), letterbox and film mode (bits 1-0).
+TEST(VideoAttributes, PictureSizeOfTheSecondByte) {
+  EXPECT_EQ(decodeVideoAttributes(0x5D, 0x0C).picturesize, 3);
+  EXPECT_EQ(decodeVideoAttributes(0x5D, 0x04).picturesize, 1);
+  EXPECT_EQ(decodeVideoAttributes(0x5D, 0xF3).picturesize, 0);
+}
+
+// The dump's `freq` stays 0; the tool reads the bits from `samplingcode`.
+TEST(AudioAttributes, SamplingFrequencyCodeForTheTool) {
+  const std::uint8_t at96[8] = {0x80, 0x11, 'e', 'n', 0, 0, 0, 0};
+  const std::uint8_t at48[8] = {0x80, 0xC7, 'e', 'n', 0, 0, 0, 0};
+  EXPECT_EQ(decodeAudioAttributes(at96).samplingcode, 1);
+  EXPECT_EQ(decodeAudioAttributes(at96).freq, 0);
+  EXPECT_EQ(decodeAudioAttributes(at48).samplingcode, 0);
+}
+
 TEST(PlaybackTime, RateCodeTenCountsAt25FramesPerSecond) {
   const std::uint8_t time[4] = {0x00, 0x00, 0x02, 0x80};
   EXPECT_EQ(playbackFrameRate(0x80), 25);

@@ -1,0 +1,53 @@
+#include "demux/vobsub_output.h"
+
+#include "demux/private_packets.h"
+
+namespace {
+
+constexpr std::uint32_t kPackSize = 2048;
+
+// 90 kHz ticks to milliseconds, to the nearest.
+std::int64_t milliseconds(std::int64_t ticks) {
+  return ticks >= 0 ? (ticks + 45) / 90 : -((-ticks + 45) / 90);
+}
+
+}  // namespace
+
+VobSubOutput::VobSubOutput(const std::string& idxFile, const std::string& subFile,
+                           VobSubIndex index, std::size_t buffer)
+    : idxFile_(idxFile), sub_(subFile.c_str(), true, buffer), index_(std::move(index)) {}
+
+void VobSubOutput::take(const std::uint8_t* pack, std::int64_t) {
+  const int substream = 0x20 + index_.number;
+  std::size_t at = 0;
+  PrivatePacket packet;
+  std::optional<std::int64_t> pts;
+  bool carries = false;
+  while (nextPrivatePacket(pack, &at, &packet)) {
+    if (packet.substream != substream) continue;
+    carries = true;
+    if (!pts) pts = packet.pts;
+  }
+  if (!carries) return;
+  seen_ = true;
+  // A packet with a time stamp opens a subtitle.
+  if (pts) {
+    index_.entries.push_back({0, sub_.tell()});
+    stamps_.push_back(*pts);
+  }
+  sub_.write(pack, kPackSize);
+}
+
+void VobSubOutput::finish() {
+  sub_.flush();
+  sub_.close();
+  for (std::size_t i = 0; i < stamps_.size(); ++i)
+    index_.entries[i].milliseconds = milliseconds(stamps_[i] - origin_.value_or(0));
+  const std::string text = index_.text();
+  OutputFileStream idx(idxFile_.c_str(), true);
+  const bool opened = idx.isOpen();
+  idx.write(text.data(), static_cast<std::uint32_t>(text.size()));
+  idx.flush();
+  idx.close();
+  failed_ = !opened || idx.writeFailed();
+}
