@@ -126,38 +126,40 @@ TEST(ToolStreams, DtsEqualsFfmpegStreamCopy) {
   EXPECT_EQ(probe(dir.path("a.dts"), "-show_entries stream=codec_name"), "dts\n");
 }
 
+namespace {
+
+// LPCM stream `number` of chain `pgc` as a WAV file: the format the IFO
+// gives, `bytes` of samples, all equal to ffmpeg's decoding of the
+// stream (substream `id`) into `format`.
+void expectLpcmAsWav(int pgc, int number, const char* id, const char* format, std::size_t bytes) {
+  ScratchDir dir;
+  const std::string wav = dir.path("out.wav");
+  Result run = demux(pgc, {"--lpcm", std::to_string(number) + "=" + wav});
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(wavFormat(wav), ifoFormat(number));
+  std::string ours = wavSamples(wav, format, dir);
+  EXPECT_EQ(ours.size(), bytes);
+  EXPECT_TRUE(ours == ffmpegStream(kVob, id, format, dir)) << "the samples differ";
+}
+
+}  // namespace
+
 TEST(ToolStreams, LpcmSixteenBitStereoAsWav) {
   NEED_FFMPEG();
+  expectLpcmAsWav(1, 1, "0xa1", "s16le", 192000);  // one second of 48 kHz 16-bit stereo
   ScratchDir dir;
-  Result run = demux(1, {"--lpcm", "1=" + dir.path("b.wav")});
-  ASSERT_EQ(run.status, 0) << run.err;
-  EXPECT_EQ(wavFormat(dir.path("b.wav")), ifoFormat(1));
+  ASSERT_EQ(demux(1, {"--lpcm", "1=" + dir.path("b.wav")}).status, 0);
   EXPECT_EQ(probe(dir.path("b.wav"), "-show_entries stream=codec_name"), "pcm_s16le\n");
-  std::string ours = wavSamples(dir.path("b.wav"), "s16le", dir);
-  EXPECT_EQ(ours.size(), 192000u);  // one second of 48 kHz 16-bit stereo
-  EXPECT_TRUE(ours == ffmpegStream(kVob, "0xa1", "s16le", dir)) << "the samples differ";
 }
 
 TEST(ToolStreams, LpcmTwentyFourBitStereoAsWav) {
   NEED_FFMPEG();
-  ScratchDir dir;
-  Result run = demux(1, {"--lpcm", "2=" + dir.path("c.wav")});
-  ASSERT_EQ(run.status, 0) << run.err;
-  EXPECT_EQ(wavFormat(dir.path("c.wav")), ifoFormat(2));
-  std::string ours = wavSamples(dir.path("c.wav"), "s24le", dir);
-  EXPECT_EQ(ours.size(), 288000u);
-  EXPECT_TRUE(ours == ffmpegStream(kVob, "0xa2", "s24le", dir)) << "the samples differ";
+  expectLpcmAsWav(1, 2, "0xa2", "s24le", 288000);
 }
 
 TEST(ToolStreams, LpcmSixChannelsAsWav) {
   NEED_FFMPEG();
-  ScratchDir dir;
-  Result run = demux(2, {"--lpcm", "3=" + dir.path("d.wav")});
-  ASSERT_EQ(run.status, 0) << run.err;
-  EXPECT_EQ(wavFormat(dir.path("d.wav")), ifoFormat(3));
-  std::string ours = wavSamples(dir.path("d.wav"), "s16le", dir);
-  EXPECT_EQ(ours.size(), 576000u);
-  EXPECT_TRUE(ours == ffmpegStream(kVob, "0xa3", "s16le", dir)) << "the samples differ";
+  expectLpcmAsWav(2, 3, "0xa3", "s16le", 576000);
 }
 
 // The whole WAV files, header and all, as ffmpeg writes the same streams
