@@ -33,6 +33,14 @@ std::string factsValue(const std::string& disc, const std::string& key) {
   return "";
 }
 
+// DVD mode without demultiplexing, title set 1's first program chain.
+void storeFirstChainOfTitleSetOne() {
+  storeSetting("DvdReadMode", 2);
+  storeSetting("DvdTitle", 1);
+  storeSetting("DvdPgc", 0);
+  storeSetting("DvdAudio", 0);
+}
+
 // The sha256 that the facts list gives for a program chain.
 std::string factsSha256(const std::string& chain) {
   return factsValue("dvd", chain + ".sha256").substr(0, 64);
@@ -191,10 +199,7 @@ TEST_F(ReadPathGraph, SyncReadPullOfTheListEqualsTheJoinedFiles) {
 }
 
 TEST_F(ReadPathGraph, DvdReadModeTwoFromTheRegistryDeliversTheProgramChain) {
-  storeSetting("DvdReadMode", 2);
-  storeSetting("DvdTitle", 1);
-  storeSetting("DvdPgc", 0);
-  storeSetting("DvdAudio", 0);
+  storeFirstChainOfTitleSetOne();
   const std::string expected = factsSha256("vts.1.pgc.1");
   ASSERT_EQ(expected.size(), 64u);
   for (long size : {2048L, 3000L, 65536L}) {
@@ -229,10 +234,7 @@ TEST_F(ReadPathGraph, DvdReadModeTwoFromTheRegistryDeliversTheProgramChain) {
 // the folder's sectors). The images are made at build time by genisoimage
 // (UDF + ISO 9660) and xorriso (ISO 9660 only).
 TEST_F(ReadPathGraph, DvdReadModeTwoFromADiscImageDeliversTheFolderBytes) {
-  storeSetting("DvdReadMode", 2);
-  storeSetting("DvdTitle", 1);
-  storeSetting("DvdPgc", 0);
-  storeSetting("DvdAudio", 0);
+  storeFirstChainOfTitleSetOne();
   const std::string expected = factsSha256("vts.1.pgc.1");
   ASSERT_EQ(expected.size(), 64u);
   for (const char* image : {"udf.iso", "iso9660.iso"}) {
