@@ -104,6 +104,7 @@ if(WIN32)
   enable_language(RC)
   list(APPEND FENNORIA_UI_SOURCES
     ${_src}/ui/progress_window.cpp
+    ${_src}/ui/window_thread.cpp
     ${_src}/ui/about_page.cpp)
   set(FENNORIA_UI_RESOURCES ${_src}/ui/dialogs.rc)
   list(APPEND FENNORIA_CORE_WIN32_LIBS comctl32 shell32 gdi32)

@@ -9,19 +9,10 @@
 #include <utility>
 
 #include "ui/dialog_ids.h"
+#include "ui/section_lock.h"
+#include "ui/window_thread.h"
 
 namespace {
-
-class Lock {
- public:
-  explicit Lock(CRITICAL_SECTION& section) : section_(section) { EnterCriticalSection(&section_); }
-  ~Lock() { LeaveCriticalSection(&section_); }
-  Lock(const Lock&) = delete;
-  Lock& operator=(const Lock&) = delete;
-
- private:
-  CRITICAL_SECTION& section_;
-};
 
 // A copy of `name`, none for null. A copy that cannot be made counts as no
 // name: the window then shows none rather than failing its caller.
@@ -36,25 +27,17 @@ std::optional<std::string> copyOf(const char* name) {
 
 }  // namespace
 
-// What crosses between the callers and the window's thread. The callers
-// write the reported values and queue requests; the window's thread takes
+// What crosses between the callers and the windows' thread. The callers
+// write the reported values and queue requests; the windows' thread takes
 // them and publishes what it shows. Nothing is held across a window call.
 struct ProgressWindow::Shared {
-  explicit Shared(HINSTANCE module) : instance(module) {
-    InitializeCriticalSection(&lock);
-    wake = CreateEventA(nullptr, FALSE, FALSE, nullptr);
-  }
-  ~Shared() {
-    if (wake) CloseHandle(wake);
-    DeleteCriticalSection(&lock);
-  }
+  explicit Shared(HINSTANCE module) : instance(module) { InitializeCriticalSection(&lock); }
+  ~Shared() { DeleteCriticalSection(&lock); }
   Shared(const Shared&) = delete;
   Shared& operator=(const Shared&) = delete;
 
   const HINSTANCE instance;
   CRITICAL_SECTION lock;
-  // Set when requests are waiting (auto-reset).
-  HANDLE wake = nullptr;
 
   // Under `lock`: what the filter reported,
   std::int64_t position = 0;
@@ -65,38 +48,49 @@ struct ProgressWindow::Shared {
   std::deque<Request> requests;
   std::uint64_t requested = 0;
   std::uint64_t served = 0;
-  bool threadRunning = false;
-  // and what the window's thread shows.
+  bool attached = false;
+  // and what the windows' thread shows.
   HWND dialog = nullptr;
   UINT_PTR timerId = 0;
   ProgressModel shown;
 };
 
-// The thread that owns the dialog: it carries out the requests, pumps the
-// dialog's messages and ticks its timer. Its ProgressModel is its own; the
-// reported values are copied in under the lock and shown without it.
-class ProgressWindow::WindowThread : private ProgressView {
+// This window on the windows' thread: it carries out the requests on its
+// dialog and ticks its timer. Its ProgressModel is its own; the reported
+// values are copied in under the lock and shown without it.
+class ProgressWindow::Dialog : public WindowClient, private ProgressView {
  public:
-  explicit WindowThread(std::shared_ptr<Shared> shared) : shared_(std::move(shared)) {}
-
-  void run() {
-    for (;;) {
-      DWORD woken =
-          MsgWaitForMultipleObjectsEx(1, &shared_->wake, INFINITE, QS_ALLINPUT, MWMO_INPUTAVAILABLE);
-      if (woken == WAIT_FAILED) break;
-      if (woken == WAIT_OBJECT_0 && !serveRequests()) break;
-      MSG message;
-      while (PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) {
-        if (dialog_ && IsDialogMessageA(dialog_, &message)) continue;
-        TranslateMessage(&message);
-        DispatchMessageA(&message);
-      }
-    }
+  explicit Dialog(std::shared_ptr<Shared> shared) : shared_(std::move(shared)) {}
+  ~Dialog() override {
     if (dialog_ && IsWindow(dialog_)) DestroyWindow(dialog_);
     dialog_ = nullptr;
     timerId_ = 0;
     publish();
   }
+  Dialog(const Dialog&) = delete;
+  Dialog& operator=(const Dialog&) = delete;
+
+  // Carries out every waiting request; false once asked to end.
+  bool serve() override {
+    std::deque<Request> batch;
+    {
+      SectionLock hold(shared_->lock);
+      batch.swap(shared_->requests);
+    }
+    bool goOn = true;
+    for (Request what : batch) {
+      if (what == Request::Quit) goOn = false;
+      if (goOn) serve(what);
+    }
+    {
+      SectionLock hold(shared_->lock);
+      shared_->served += batch.size();
+    }
+    publish();
+    return goOn;
+  }
+
+  HWND dialog() const override { return dialog_; }
 
   void timerTick() {
     takePosition();
@@ -113,26 +107,6 @@ class ProgressWindow::WindowThread : private ProgressView {
   static constexpr UINT_PTR kTimerId = 1;
   static constexpr UINT kTimerPeriodMs = 1000;
 
-  // Carries out every waiting request; false once asked to end.
-  bool serveRequests() {
-    std::deque<Request> batch;
-    {
-      Lock hold(shared_->lock);
-      batch.swap(shared_->requests);
-    }
-    bool goOn = true;
-    for (Request what : batch) {
-      if (what == Request::Quit) goOn = false;
-      if (goOn) serve(what);
-    }
-    {
-      Lock hold(shared_->lock);
-      shared_->served += batch.size();
-    }
-    publish();
-    return goOn;
-  }
-
   void serve(Request what) {
     switch (what) {
       case Request::Show: show(); break;
@@ -140,7 +114,7 @@ class ProgressWindow::WindowThread : private ProgressView {
       case Request::Names: showNames(); break;
       case Request::Location:
         {
-          Lock hold(shared_->lock);
+          SectionLock hold(shared_->lock);
           model_.totalLength = shared_->totalLength;
         }
         model_.refreshLocation(*this);
@@ -156,7 +130,7 @@ class ProgressWindow::WindowThread : private ProgressView {
   void show() {
     if (dialog_) return;
     {
-      Lock hold(shared_->lock);
+      SectionLock hold(shared_->lock);
       model_.position = shared_->position;
       model_.totalLength = shared_->totalLength;
       model_.batchFile = shared_->batchFile;
@@ -183,7 +157,7 @@ class ProgressWindow::WindowThread : private ProgressView {
   // The names as last reported, into their controls.
   void showNames() {
     {
-      Lock hold(shared_->lock);
+      SectionLock hold(shared_->lock);
       model_.batchFile = shared_->batchFile;
       model_.currentFile = shared_->currentFile;
     }
@@ -192,12 +166,12 @@ class ProgressWindow::WindowThread : private ProgressView {
   }
 
   void takePosition() {
-    Lock hold(shared_->lock);
+    SectionLock hold(shared_->lock);
     model_.position = shared_->position;
   }
 
   void publish() {
-    Lock hold(shared_->lock);
+    SectionLock hold(shared_->lock);
     shared_->dialog = dialog_;
     shared_->timerId = timerId_;
     try {
@@ -207,7 +181,7 @@ class ProgressWindow::WindowThread : private ProgressView {
     }
   }
 
-  // ProgressView: the model writes into this thread's own dialog.
+  // ProgressView: the model writes into this window's own dialog.
   void setText(int control, const char* text) override {
     if (dialog_) SetDlgItemTextA(dialog_, control, text);
   }
@@ -229,29 +203,6 @@ class ProgressWindow::WindowThread : private ProgressView {
   ProgressModel model_;
 };
 
-// What a new window thread starts with: the shared state, and a reference
-// on the module that holds its code, which the thread gives back as its very
-// last act, so that the module cannot be unloaded under it.
-struct ProgressWindow::ThreadStart {
-  std::shared_ptr<Shared> shared;
-  HMODULE module;
-};
-
-DWORD WINAPI ProgressWindow::threadMain(void* parameter) {
-  HMODULE module = nullptr;
-  {
-    std::unique_ptr<ThreadStart> start(static_cast<ThreadStart*>(parameter));
-    module = start->module;
-    try {
-      WindowThread thread(std::move(start->shared));
-      thread.run();
-    } catch (...) {
-      // Nothing may leave a thread; the window is gone.
-    }
-  }
-  FreeLibraryAndExitThread(module, 0);
-}
-
 ProgressWindow::ProgressWindow(HINSTANCE instance) : shared_(std::make_shared<Shared>(instance)) {
   InitCommonControls();
 }
@@ -261,51 +212,38 @@ ProgressWindow::~ProgressWindow() {
   request(Request::Quit);
 }
 
-bool ProgressWindow::startThread() {
-  if (!shared_->wake) return false;
-  HMODULE module = nullptr;
-  if (!GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
-                          reinterpret_cast<LPCSTR>(&ProgressWindow::threadMain), &module))
-    return false;
-  auto* start = new (std::nothrow) ThreadStart{shared_, module};
-  HANDLE thread = start ? CreateThread(nullptr, 0, threadMain, start, 0, nullptr) : nullptr;
-  if (!thread) {
-    delete start;
-    FreeLibrary(module);
-    return false;
-  }
-  // Nobody waits for the thread: it ends by itself once asked to.
-  CloseHandle(thread);
-  return true;
-}
-
 void ProgressWindow::request(Request what) {
-  bool wanted = false;
   {
-    Lock hold(shared_->lock);
-    if (!shared_->threadRunning) return;
+    SectionLock hold(shared_->lock);
+    if (!shared_->attached) return;
     try {
       shared_->requests.push_back(what);
       ++shared_->requested;
-      wanted = true;
     } catch (const std::bad_alloc&) {
       // Dropped: the window misses one update rather than failing its caller.
+      return;
     }
   }
-  if (wanted) SetEvent(shared_->wake);
+  window_thread::wake();
 }
 
 void ProgressWindow::show() {
   {
-    Lock hold(shared_->lock);
-    if (!shared_->threadRunning) shared_->threadRunning = startThread();
+    SectionLock hold(shared_->lock);
+    if (!shared_->attached) {
+      try {
+        shared_->attached = window_thread::attach(std::make_shared<Dialog>(shared_));
+      } catch (const std::bad_alloc&) {
+        // No window: the calls keep storing, as without a display.
+      }
+    }
   }
   request(Request::Show);
 }
 
 void ProgressWindow::hide() {
   {
-    Lock hold(shared_->lock);
+    SectionLock hold(shared_->lock);
     shared_->batchFile.reset();
     shared_->currentFile.reset();
   }
@@ -315,7 +253,7 @@ void ProgressWindow::hide() {
 void ProgressWindow::setBatchFile(const char* name) {
   std::optional<std::string> copy = copyOf(name);
   {
-    Lock hold(shared_->lock);
+    SectionLock hold(shared_->lock);
     shared_->batchFile.swap(copy);
   }
   request(Request::Names);
@@ -324,7 +262,7 @@ void ProgressWindow::setBatchFile(const char* name) {
 void ProgressWindow::setCurrentFile(const char* name) {
   std::optional<std::string> copy = copyOf(name);
   {
-    Lock hold(shared_->lock);
+    SectionLock hold(shared_->lock);
     shared_->currentFile.swap(copy);
   }
   request(Request::Names);
@@ -332,14 +270,14 @@ void ProgressWindow::setCurrentFile(const char* name) {
 
 void ProgressWindow::setTotalLength(std::int64_t length) {
   {
-    Lock hold(shared_->lock);
+    SectionLock hold(shared_->lock);
     shared_->totalLength = length;
   }
   request(Request::Location);
 }
 
 void ProgressWindow::setPosition(std::int64_t position) {
-  Lock hold(shared_->lock);
+  SectionLock hold(shared_->lock);
   shared_->position = position;
 }
 
@@ -351,7 +289,7 @@ bool ProgressWindow::settle(DWORD milliseconds) const {
   const ULONGLONG deadline = GetTickCount64() + milliseconds;
   for (;;) {
     {
-      Lock hold(shared_->lock);
+      SectionLock hold(shared_->lock);
       if (shared_->served == shared_->requested) return true;
     }
     if (GetTickCount64() >= deadline) return false;
@@ -360,23 +298,23 @@ bool ProgressWindow::settle(DWORD milliseconds) const {
 }
 
 HWND ProgressWindow::dialog() const {
-  Lock hold(shared_->lock);
+  SectionLock hold(shared_->lock);
   return shared_->dialog;
 }
 
 UINT_PTR ProgressWindow::timerId() const {
-  Lock hold(shared_->lock);
+  SectionLock hold(shared_->lock);
   return shared_->timerId;
 }
 
 ProgressModel ProgressWindow::shown() const {
-  Lock hold(shared_->lock);
+  SectionLock hold(shared_->lock);
   return shared_->shown;
 }
 
 ProgressModel ProgressWindow::reported() const {
   ProgressModel values;
-  Lock hold(shared_->lock);
+  SectionLock hold(shared_->lock);
   values.position = shared_->position;
   values.totalLength = shared_->totalLength;
   values.batchFile = shared_->batchFile;
@@ -391,17 +329,17 @@ INT_PTR CALLBACK ProgressWindow::dialogProc(HWND window, UINT message, WPARAM, L
       SendDlgItemMessageA(window, IDC_PROGRESS_BAR, PBM_SETRANGE, 0, MAKELPARAM(0, 100));
       return TRUE;
     case WM_TIMER: {
-      auto* thread = reinterpret_cast<WindowThread*>(GetWindowLongPtrA(window, GWLP_USERDATA));
-      if (!thread) return FALSE;
-      thread->timerTick();
+      auto* shown = reinterpret_cast<Dialog*>(GetWindowLongPtrA(window, GWLP_USERDATA));
+      if (!shown) return FALSE;
+      shown->timerTick();
       return TRUE;
     }
     case WM_CLOSE: {
-      // The user closed the window: the dialog goes, the thread keeps its
+      // The user closed the window: the dialog goes, the object keeps its
       // handle and timer id until `hide`.
-      auto* thread = reinterpret_cast<WindowThread*>(GetWindowLongPtrA(window, GWLP_USERDATA));
-      if (thread)
-        thread->closedByUser(window);
+      auto* shown = reinterpret_cast<Dialog*>(GetWindowLongPtrA(window, GWLP_USERDATA));
+      if (shown)
+        shown->closedByUser(window);
       else
         DestroyWindow(window);
       return TRUE;

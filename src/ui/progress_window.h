@@ -6,10 +6,11 @@
 // filter lock. A window needs a thread that pumps its messages, and neither
 // of those threads can be trusted to: a console host blocks in
 // WaitForCompletion, a streaming thread must never wait for another thread.
-// So the dialog lives on a thread of its own, started by the first `show`
-// and ended with the object. Every call here only stores a value or queues a
-// request under a small lock of the window's own and returns at once; the
-// window's thread carries the requests out in order and shows the values.
+// So the dialog lives on the windows' thread (window_thread.h), joined by
+// the first `show` and left when the object goes. Every call here only
+// stores a value or queues a request under a small lock of the window's own
+// and returns at once; the windows' thread carries the requests out in
+// order and shows the values.
 #pragma once
 
 #include <windows.h>
@@ -24,7 +25,8 @@ class ProgressWindow : public ProgressDisplay {
  public:
   // `instance` is the module that holds the dialog resource.
   explicit ProgressWindow(HINSTANCE instance);
-  // Asks the window's thread to close the dialog and end; does not wait.
+  // Asks the windows' thread to close the dialog and let go of this
+  // window; does not wait.
   ~ProgressWindow() override;
   ProgressWindow(const ProgressWindow&) = delete;
   ProgressWindow& operator=(const ProgressWindow&) = delete;
@@ -35,7 +37,7 @@ class ProgressWindow : public ProgressDisplay {
   void show() override;
   // Forgets both names, stops the timer and destroys the dialog.
   void hide() override;
-  // Kept, and put into their controls as soon as the window's thread runs.
+  // Kept, and put into their controls as soon as the windows' thread runs.
   void setBatchFile(const char* name) override;
   void setCurrentFile(const char* name) override;
   // Kept, then location and percentage are refreshed.
@@ -49,7 +51,7 @@ class ProgressWindow : public ProgressDisplay {
 
   static INT_PTR CALLBACK dialogProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam);
 
-  // What the window's thread has made of the calls so far, for tests and
+  // What the windows' thread has made of the calls so far, for tests and
   // diagnostics. `settle` waits, at most `milliseconds`, until every call
   // made before it has been carried out; false on timeout.
   bool settle(DWORD milliseconds) const;
@@ -65,16 +67,12 @@ class ProgressWindow : public ProgressDisplay {
   ProgressModel reported() const;
 
  private:
-  // What the window's thread is asked to do, in the order asked.
+  // What the windows' thread is asked to do, in the order asked.
   enum class Request { Show, Hide, Names, Location, StartTimer, StopTimer, Quit };
   struct Shared;
-  class WindowThread;
-  struct ThreadStart;
-
-  static DWORD WINAPI threadMain(void* start);
+  class Dialog;
 
   void request(Request what);
-  bool startThread();
 
   std::shared_ptr<Shared> shared_;
 };

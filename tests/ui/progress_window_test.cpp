@@ -1,7 +1,7 @@
 // The progress dialog on a (virtual) screen: what each control shows as the
 // window is fed names, a total and positions.
 //
-// The dialog lives on the window's own thread: each test lets that thread
+// The dialog lives on the windows' thread: each test lets that thread
 // catch up (`settle`) before it looks, and talks to the dialog with sent
 // messages, which that thread answers.
 #include "ui/progress_window.h"
@@ -9,6 +9,8 @@
 #include <commctrl.h>
 
 #include <gtest/gtest.h>
+
+#include <vector>
 
 #include "ui/dialog_ids.h"
 #include "ui/progress_display.h"
@@ -29,8 +31,8 @@ class ProgressWindowTest : public testing::Test {
     settle();
     ASSERT_NE(window.dialog(), nullptr) << "the dialog could not be created (no display?)";
   }
-  void settle() { ASSERT_TRUE(window.settle(10000)) << "the window's thread did not catch up"; }
-  // What the window's thread made of every call so far.
+  void settle() { ASSERT_TRUE(window.settle(10000)) << "the windows' thread did not catch up"; }
+  // What the windows' thread made of every call so far.
   HWND dialog() {
     settle();
     return window.dialog();
@@ -112,7 +114,7 @@ TEST_F(ProgressWindowTest, StreamingMidwayShowsLocationPercentAndTimes) {
   startProgress(window, true, "Z:\\media\\holiday.lst", 265729831);
   ASSERT_NE(dialog(), nullptr);
   EXPECT_EQ(timer(), 1u);
-  // The window's thread keeps pumping while the ticks below are sent: its
+  // The windows' thread keeps pumping while the ticks below are sent: its
   // real timer is stopped so that only those ticks count.
   window.stopTimer();
   window.setCurrentFile("VTS_01_3.VOB");
@@ -281,7 +283,7 @@ TEST_F(ProgressWindowTest, DestroyingTheObjectDestroysItsDialog) {
     other.startTimer();
     closed = other.dialog();
   }
-  // The window's thread closes it on its own; nobody waited for it.
+  // The windows' thread closes it on its own; nobody waited for it.
   for (int i = 0; i < 500 && IsWindow(closed); ++i) Sleep(10);
   EXPECT_FALSE(IsWindow(closed));
   pumpMessagesFor(1200);  // no tick reaches the object that is gone
@@ -317,4 +319,87 @@ TEST(ProgressWindow, ShowWithoutItsDialogStaysHidden) {
   window.hide();
   ASSERT_TRUE(window.settle(10000));
   EXPECT_FALSE(window.shown().batchFile);
+}
+
+namespace {
+
+// Makes, shows and drops `count` progress windows in quick succession, as
+// a host that builds a graph per file does.
+DWORD WINAPI churnWindows(void* count) {
+  for (int i = 0; i < *static_cast<const int*>(count); ++i) {
+    ProgressWindow passing(GetModuleHandleA(nullptr));
+    startProgress(passing, true, "a.lst", 100);
+    passing.setPosition(50);
+    stopProgress(passing);
+  }
+  return 0;
+}
+
+// Runs churnWindows(count) on `threads` threads at once; false unless all
+// of them ended within two minutes.
+bool churnOn(int threads, int count) {
+  std::vector<HANDLE> hosts;
+  for (int i = 0; i < threads; ++i) {
+    HANDLE host = CreateThread(nullptr, 0, churnWindows, &count, 0, nullptr);
+    if (host) hosts.push_back(host);
+  }
+  bool ended = static_cast<int>(hosts.size()) == threads &&
+               WaitForMultipleObjects(static_cast<DWORD>(hosts.size()), hosts.data(), TRUE,
+                                      120000) == WAIT_OBJECT_0;
+  for (HANDLE host : hosts) CloseHandle(host);
+  return ended;
+}
+
+}  // namespace
+
+// Windows come and go on several host threads at once, each while others
+// are shown; afterwards the process still works and shows a window.
+TEST_F(ProgressWindowTest, HundredsOfWindowsComingAndGoingOnSeveralThreadsLeaveTheProcessWhole) {
+  ASSERT_TRUE(churnOn(4, 60));
+  window.setTotalLength(100);
+  showWindow();
+  EXPECT_EQ(text(IDC_LOCATION), "0 / 100");
+}
+
+// One window after another on one host thread: each time the windows'
+// thread lets go of its last window and ends while the next window already
+// wants one.
+TEST_F(ProgressWindowTest, HundredsOfWindowsOneAfterAnotherLeaveTheProcessWhole) {
+  ASSERT_TRUE(churnOn(1, 300));
+  window.setTotalLength(100);
+  showWindow();
+  EXPECT_EQ(text(IDC_LOCATION), "0 / 100");
+}
+
+// Two graphs streaming at once each show their window, both pumped by the
+// one windows' thread, which is neither caller's.
+TEST_F(ProgressWindowTest, WindowsShownAtOnceShareOneThread) {
+  showWindow();
+  ProgressWindow second(GetModuleHandleA(nullptr));
+  second.setBatchFile("second.lst");
+  second.show();
+  ASSERT_TRUE(second.settle(10000));
+  ASSERT_NE(second.dialog(), nullptr);
+  EXPECT_EQ(controlText(second.dialog(), IDC_BATCH_FILE), "second.lst");
+  const DWORD thread = GetWindowThreadProcessId(dialog(), nullptr);
+  EXPECT_EQ(GetWindowThreadProcessId(second.dialog(), nullptr), thread);
+  EXPECT_NE(thread, GetCurrentThreadId());
+}
+
+// Once the last window object is gone, so is the windows' thread: nothing
+// of the filter's keeps running in the host.
+TEST_F(ProgressWindowTest, WindowsThreadEndsWithTheLastWindow) {
+  HANDLE thread = nullptr;
+  {
+    ProgressWindow only(GetModuleHandleA(nullptr));
+    only.show();
+    ASSERT_TRUE(only.settle(10000));
+    ASSERT_NE(only.dialog(), nullptr);
+    thread = OpenThread(SYNCHRONIZE, FALSE, GetWindowThreadProcessId(only.dialog(), nullptr));
+    ASSERT_NE(thread, nullptr);
+  }
+  EXPECT_EQ(WaitForSingleObject(thread, 10000), WAIT_OBJECT_0);
+  CloseHandle(thread);
+  // A window shown afterwards gets a thread again.
+  showWindow();
 }
