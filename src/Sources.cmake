@@ -7,10 +7,12 @@ set(FENNORIA_PLATFORM_SOURCES
 if(WIN32)
   list(APPEND FENNORIA_PLATFORM_SOURCES
     ${_src}/platform/file_win32.cpp
+    ${_src}/platform/mapped_file_win32.cpp
     ${_src}/platform/message_box_win32.cpp)
 else()
   list(APPEND FENNORIA_PLATFORM_SOURCES
     ${_src}/platform/file_posix.cpp
+    ${_src}/platform/mapped_file_posix.cpp
     ${_src}/platform/message_box_posix.cpp)
 endif()
 

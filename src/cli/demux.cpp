@@ -16,6 +16,7 @@
 #include "demux/vob_demuxer.h"
 #include "demux/vobsub_output.h"
 #include "dvdnav/dvd_title_reader.h"
+#include "platform/mapped_file.h"
 
 namespace cli {
 
@@ -75,9 +76,11 @@ struct Choice {
   std::string file;
 };
 
-// The input is read by two threads, in chunks of 512 packs, up to six chunks
-// ahead of the demultiplexer; copying the bytes out of the system's cache is
-// most of the work, and two readers do it on two processors. Each output
+// A VOB file is mapped and demultiplexed in place, in pieces of 512 packs:
+// copying the bytes out of the system's cache would be most of the work.
+// Other inputs (and a file the system will not map) are read by two
+// threads, in chunks of 512 packs, up to six chunks ahead of the
+// demultiplexer, so that two processors share the copying. Each output
 // collects its packets into blocks of 1 MiB before writing them.
 constexpr int kReaders = 2;
 constexpr std::size_t kChunkSize = 512 * VobDemuxer::packSize;
@@ -267,6 +270,8 @@ int runDemux(const std::vector<std::string>& argv) {
   const std::string& input = args.positional[0];
   // The input, opened once per reading thread (see ReadAhead).
   std::vector<ReadAhead::Source> readers;
+  // A VOB file is read through a mapping where the system gives one.
+  std::unique_ptr<platform::MappedFile> mapped;
   std::shared_ptr<Disc> disc;
   std::int64_t total = 0;
   std::int32_t titleSet = 0, pgc = 0;
@@ -291,7 +296,9 @@ int runDemux(const std::vector<std::string>& argv) {
     if (args.has("--vobsub"))
       usage("demux", "--vobsub needs a VIDEO_TS folder or disc image: a VOB file has no IFO "
                      "to give the palette, frame size and language");
-    for (int i = 0; i < kReaders; ++i) {
+    mapped = platform::MappedFile::open(input);
+    if (mapped) total = mapped->size();
+    for (int i = 0; i < kReaders && !mapped; ++i) {
       auto file = std::make_shared<mpdx::IFileStream>(input.c_str());
       total = file->getLength();
       if (total < 0 || file->tell() < 0) fail(input, "cannot be opened");
@@ -328,19 +335,36 @@ int runDemux(const std::vector<std::string>& argv) {
 
     try {
       ProgressLine progress(args.quiet, total);
-      ReadAhead chunks(readers, total, kChunkSize, kChunksAhead);
       std::int64_t done = 0;
-      while (const ReadAhead::Chunk* chunk = chunks.next()) {
-        demuxer.Demultiplex(chunk->bytes.data(), chunk->count);
-        const std::int32_t packs = chunk->count / VobDemuxer::packSize;
-        timestamps.scan(chunk->bytes.data(), static_cast<std::size_t>(packs));
-        feedSinks(sinks, chunk->bytes.data(), packs, done / VobDemuxer::packSize);
-        done += chunk->count;
-        if (chunk->count < chunk->want)
-          fail(disc ? disc->folder + "/" + chunk->where : input,
-               "read failed " + std::to_string(total - done) +
-                   " bytes before the end (truncated or unreadable file?)");
-        progress.update(done, chunk->where);
+      auto demultiplex = [&](const std::uint8_t* bytes, std::int32_t count) {
+        demuxer.Demultiplex(bytes, count);
+        const std::int32_t packs = count / VobDemuxer::packSize;
+        timestamps.scan(bytes, static_cast<std::size_t>(packs));
+        feedSinks(sinks, bytes, packs, done / VobDemuxer::packSize);
+        done += count;
+      };
+      auto readFailed = [&](const std::string& where, std::int64_t at) {
+        fail(disc ? disc->folder + "/" + where : input,
+             "read failed " + std::to_string(total - at) +
+                 " bytes before the end (truncated or unreadable file?)");
+      };
+      if (mapped) {
+        const std::string name = baseName(input);
+        for (std::int64_t at = 0; at < total; at += static_cast<std::int64_t>(kChunkSize)) {
+          demultiplex(mapped->bytes() + at,
+                      static_cast<std::int32_t>(std::min<std::int64_t>(
+                          static_cast<std::int64_t>(kChunkSize), total - at)));
+          // Bytes the system could no longer give were read as zeros.
+          if (mapped->missingFrom() >= 0) readFailed(name, mapped->missingFrom());
+          progress.update(done, name);
+        }
+      } else {
+        ReadAhead chunks(readers, total, kChunkSize, kChunksAhead);
+        while (const ReadAhead::Chunk* chunk = chunks.next()) {
+          demultiplex(chunk->bytes.data(), chunk->count);
+          if (chunk->count < chunk->want) readFailed(chunk->where, done);
+          progress.update(done, chunk->where);
+        }
       }
       progress.finish();
       if (demuxer.heldCount() != 0)

@@ -1,15 +1,25 @@
 // Bad input and bad usage: one line on stderr naming the file and what is
 // wrong, exit status 1 or 2, nothing on stdout, and no output file left
 // behind that could pass for a finished one.
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 
 #include "cli/samples.h"
 #include "cli/tool_runner.h"
+#include "support/file_bytes.h"
 #include "support/scratch.h"
 
 using namespace cli_test;
+using testing_support::fileBytes;
 using testing_support::ScratchDir;
 namespace fs = std::filesystem;
 
@@ -194,4 +204,55 @@ TEST(ToolHelp, EverySubcommandHasHelpWithExamples) {
   Result run = runTool({"--help"});
   EXPECT_EQ(run.status, 0);
   EXPECT_NE(run.out.find("commands:"), std::string::npos);
+}
+
+// A VOB file cut short by someone else while the tool reads it: the tool is
+// stopped as soon as it has the file open, the file is cut to half, and the
+// tool goes on. It must fail with the usual one line, naming how much was
+// missing, and leave no output, not die of a bus error.
+TEST(ToolErrors, VobFileCutWhileDemultiplexedFailsWithoutOutput) {
+  ScratchDir dir;
+  const std::string vob = dir.path("long.vob");
+  {
+    const std::string title = fileBytes(kSamples + "/dvd-streams/VIDEO_TS/VTS_01_1.VOB");
+    std::ofstream out(vob, std::ios::binary);
+    for (int i = 0; i < 200; ++i) out << title;  // about 250 MiB
+  }
+  const std::int64_t size = static_cast<std::int64_t>(fs::file_size(vob));
+  const std::string err = dir.path("err.txt");
+  const std::string dts = dir.path("a.dts");
+  std::vector<std::string> args = {toolPath(), "demux", vob, "--dts", "0=" + dts, "-q"};
+  std::vector<char*> argv;
+  for (std::string& a : args) argv.push_back(a.data());
+  argv.push_back(nullptr);
+  posix_spawn_file_actions_t files;
+  posix_spawn_file_actions_init(&files);
+  posix_spawn_file_actions_addopen(&files, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  pid_t pid = 0;
+  ASSERT_EQ(posix_spawn(&pid, argv[0], &files, nullptr, argv.data(), environ), 0);
+  posix_spawn_file_actions_destroy(&files);
+  // Stopped once the file shows among its mappings.
+  bool stopped = false;
+  const std::string maps = "/proc/" + std::to_string(pid) + "/maps";
+  for (int i = 0; i < 200000 && !stopped; ++i) {
+    std::ifstream in(maps);
+    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    if (text.find(vob) != std::string::npos) stopped = kill(pid, SIGSTOP) == 0;
+    if (!in) break;  // it has ended
+  }
+  ASSERT_TRUE(stopped) << "the tool ended before it could be stopped";
+  ASSERT_EQ(truncate(vob.c_str(), size / 2), 0);
+  kill(pid, SIGCONT);
+  int status = 0;
+  ASSERT_EQ(waitpid(pid, &status, 0), pid);
+  ASSERT_TRUE(WIFEXITED(status)) << "ended by signal " << WTERMSIG(status);
+  Result run{WEXITSTATUS(status), "", fileBytes(err)};
+  expectOneLineError(run, 1, vob, "read failed");
+  // The bytes from the first page past the cut on were missing.
+  const std::size_t at = run.err.find("read failed ");
+  ASSERT_NE(at, std::string::npos);
+  const std::int64_t missing = std::stoll(run.err.substr(at + 12));
+  EXPECT_GT(missing, 0);
+  EXPECT_LE(missing, size - size / 2);
+  EXPECT_EQ(folderEntries(dir.root()), (std::vector<std::string>{"err.txt", "long.vob"}));
 }
