@@ -137,6 +137,15 @@ volatile sig_atomic_t infoCalls = 0;
 void plainHandler(int) { plainCalls = plainCalls + 1; }
 void infoHandler(int, siginfo_t*, void*) { infoCalls = infoCalls + 1; }
 
+// Installs `handler`, then raises a bus error while `name` is mapped.
+void busErrorWhileMapped(struct sigaction handler, const std::string& name) {
+  sigemptyset(&handler.sa_mask);
+  ASSERT_EQ(sigaction(SIGBUS, &handler, nullptr), 0);
+  auto mapped = MappedFile::open(name);
+  ASSERT_NE(mapped, nullptr);
+  raise(SIGBUS);
+}
+
 }  // namespace
 
 // A program (or a sanitizer) with a bus error handler of its own keeps
@@ -146,28 +155,14 @@ TEST(MappedFile, BusErrorElsewhereGoesToTheHandlerThatWasThere) {
   const std::string name = dir.write("a.vob", "abc");
   struct sigaction saved {};
   sigaction(SIGBUS, nullptr, &saved);
-
   struct sigaction plain {};
   plain.sa_handler = plainHandler;
-  sigemptyset(&plain.sa_mask);
-  ASSERT_EQ(sigaction(SIGBUS, &plain, nullptr), 0);
-  {
-    auto mapped = MappedFile::open(name);
-    ASSERT_NE(mapped, nullptr);
-    raise(SIGBUS);
-  }
+  busErrorWhileMapped(plain, name);
   EXPECT_EQ(plainCalls, 1);
-
   struct sigaction withInfo {};
   withInfo.sa_sigaction = infoHandler;
   withInfo.sa_flags = SA_SIGINFO;
-  sigemptyset(&withInfo.sa_mask);
-  ASSERT_EQ(sigaction(SIGBUS, &withInfo, nullptr), 0);
-  {
-    auto mapped = MappedFile::open(name);
-    ASSERT_NE(mapped, nullptr);
-    raise(SIGBUS);
-  }
+  busErrorWhileMapped(withInfo, name);
   EXPECT_EQ(infoCalls, 1);
   sigaction(SIGBUS, &saved, nullptr);
 }
