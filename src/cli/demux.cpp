@@ -356,6 +356,7 @@ int runDemux(const std::vector<std::string>& argv) {
                           static_cast<std::int64_t>(kChunkSize), total - at)));
           // Bytes the system could no longer give were read as zeros.
           if (mapped->missingFrom() >= 0) readFailed(name, mapped->missingFrom());
+          mapped->doneBefore(done);
           progress.update(done, name);
         }
       } else {

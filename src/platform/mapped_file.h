@@ -31,6 +31,11 @@ class MappedFile {
   // The offset of the first byte the system could not deliver, or -1 while
   // every byte touched so far was there.
   std::int64_t missingFrom() const;
+  // The bytes before `offset` will not be needed again: their pages leave
+  // the process (the system keeps them cached), so reading a file of any
+  // size holds only the pages of the piece at hand. They still read the
+  // same if touched again.
+  void doneBefore(std::int64_t offset);
 
  private:
   MappedFile(const std::uint8_t* bytes, std::int64_t size) : bytes_(bytes), size_(size) {}

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <new>
 
@@ -110,5 +111,11 @@ MappedFile::~MappedFile() {
 }
 
 std::int64_t MappedFile::missingFrom() const { return firstMissing.load(); }
+
+void MappedFile::doneBefore(std::int64_t offset) {
+  const auto page = static_cast<std::int64_t>(pageSize.load());
+  const std::int64_t whole = std::min(offset, size_) / page * page;
+  if (whole > 0) madvise(const_cast<std::uint8_t*>(bytes_), static_cast<std::size_t>(whole), MADV_DONTNEED);
+}
 
 }  // namespace platform

@@ -11,4 +11,6 @@ MappedFile::~MappedFile() = default;
 
 std::int64_t MappedFile::missingFrom() const { return -1; }
 
+void MappedFile::doneBefore(std::int64_t) {}
+
 }  // namespace platform

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <fstream>
 #include <iterator>
 
@@ -165,4 +166,37 @@ TEST(MappedFile, BusErrorElsewhereGoesToTheHandlerThatWasThere) {
   busErrorWhileMapped(withInfo, name);
   EXPECT_EQ(infoCalls, 1);
   sigaction(SIGBUS, &saved, nullptr);
+}
+
+namespace {
+
+// The process's resident memory in KiB, from /proc/self/status.
+std::int64_t residentKib() {
+  std::ifstream in("/proc/self/status");
+  std::string line;
+  while (std::getline(in, line))
+    if (line.rfind("VmRSS:", 0) == 0) return std::stoll(line.substr(6));
+  return -1;
+}
+
+}  // namespace
+
+// A file much larger than memory can be read: the pages already used leave
+// the process, and read the same when touched again.
+TEST(MappedFile, PagesDoneWithLeaveTheProcessAndReadTheSameAgain) {
+  ScratchDir dir;
+  const std::int64_t size = 64 * 1024 * 1024;
+  const std::string name = dir.writePattern("a.vob", size, 3);
+  auto mapped = MappedFile::open(name);
+  ASSERT_NE(mapped, nullptr);
+  std::uint64_t sum = 0;
+  for (std::int64_t i = 0; i < size; i += 512) sum += mapped->bytes()[i];
+  const std::int64_t touched = residentKib();
+  mapped->doneBefore(size);
+  const std::int64_t done = residentKib();
+  EXPECT_GT(touched - done, 48 * 1024) << "KiB resident: " << touched << " then " << done;
+  std::uint64_t again = 0;
+  for (std::int64_t i = 0; i < size; i += 512) again += mapped->bytes()[i];
+  EXPECT_EQ(again, sum);
+  EXPECT_EQ(std::memcmp(mapped->bytes(), readWhole(name).data(), static_cast<std::size_t>(size)), 0);
 }
