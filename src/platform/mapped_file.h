@@ -42,6 +42,7 @@ class MappedFile {
 
   const std::uint8_t* bytes_;
   std::int64_t size_;
+  std::int64_t released_ = 0;  // the pages before it have left the process
   bool guarded_ = false;  // the SIGBUS handler is ours while it lives
 };
 

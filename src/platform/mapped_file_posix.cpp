@@ -114,8 +114,12 @@ std::int64_t MappedFile::missingFrom() const { return firstMissing.load(); }
 
 void MappedFile::doneBefore(std::int64_t offset) {
   const auto page = static_cast<std::int64_t>(pageSize.load());
+  // Only the pages not let go before: each piece costs its own size.
   const std::int64_t whole = std::min(offset, size_) / page * page;
-  if (whole > 0) madvise(const_cast<std::uint8_t*>(bytes_), static_cast<std::size_t>(whole), MADV_DONTNEED);
+  if (whole <= released_) return;
+  madvise(const_cast<std::uint8_t*>(bytes_) + released_, static_cast<std::size_t>(whole - released_),
+          MADV_DONTNEED);
+  released_ = whole;
 }
 
 }  // namespace platform
