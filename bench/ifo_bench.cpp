@@ -32,7 +32,7 @@
 #include "dvdnav/dvd_title_reader.h"
 #include "dvdnav/ifo_dump.h"
 #include "dvdnav/ifo_parser.h"
-#include "input/open_disc_image.h"
+#include "disc/open_disc_image.h"
 
 // Every allocation of this program is counted: the bytes in use and their
 // peak since the last reset.

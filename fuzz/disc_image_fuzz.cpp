@@ -17,9 +17,9 @@
 #include <memory>
 #include <vector>
 
-#include "input/disc_files.h"
-#include "input/disc_image.h"
-#include "input/scrambled_packs.h"
+#include "disc/disc_files.h"
+#include "disc/disc_image.h"
+#include "disc/scrambled_packs.h"
 
 namespace disc_image_fuzz {
 

@@ -22,17 +22,21 @@ set(FENNORIA_INPUT_SOURCES
   ${_src}/input/multiple_file_inputer.cpp
   ${_src}/input/dvd_inputer.cpp
   ${_src}/input/concatenated_stream.cpp
-  ${_src}/input/image_bytes.cpp
-  ${_src}/input/disc_image.cpp
-  ${_src}/input/udf_volume.cpp
-  ${_src}/input/iso9660_volume.cpp
-  ${_src}/input/disc_files.cpp
-  ${_src}/input/scrambled_packs.cpp
-  ${_src}/input/open_disc_image.cpp
   ${_src}/input/output_file_stream.cpp
   ${_src}/input/dvd_title_range.cpp
   ${_src}/input/cell_sequence.cpp
   ${_src}/input/random_access_reader.cpp)
+
+# Disc images and drives: the VIDEO_TS folder inside a UDF or ISO 9660
+# volume, and the one interface through which the DVD reader opens its files.
+set(FENNORIA_DISC_SOURCES
+  ${_src}/disc/image_bytes.cpp
+  ${_src}/disc/disc_image.cpp
+  ${_src}/disc/udf_volume.cpp
+  ${_src}/disc/iso9660_volume.cpp
+  ${_src}/disc/disc_files.cpp
+  ${_src}/disc/scrambled_packs.cpp
+  ${_src}/disc/open_disc_image.cpp)
 
 set(FENNORIA_DEMUX_SOURCES
   ${_src}/demux/stream.cpp
@@ -56,6 +60,7 @@ set(FENNORIA_DVDNAV_SOURCES
 set(FENNORIA_CORE_SOURCES
   ${FENNORIA_PLATFORM_SOURCES}
   ${FENNORIA_INPUT_SOURCES}
+  ${FENNORIA_DISC_SOURCES}
   ${FENNORIA_DEMUX_SOURCES}
   ${FENNORIA_DVDNAV_SOURCES})
 

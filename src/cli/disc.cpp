@@ -8,8 +8,8 @@
 #include "cli/output.h"
 #include "demux/stream.h"
 #include "dvdnav/dvd_title_reader.h"
-#include "input/disc_files.h"
-#include "input/open_disc_image.h"
+#include "disc/disc_files.h"
+#include "disc/open_disc_image.h"
 
 namespace cli {
 

@@ -27,7 +27,7 @@ class Stream {
 };
 
 // A stream with a length and a position that can be set: a file on disk, or
-// a file inside a disc image (input/disc_files.h).
+// a file inside a disc image (disc/disc_files.h).
 class SeekableStream : public Stream {
  public:
   // Moves to `offset` from the start: 0, or 1 with no file.

@@ -6,7 +6,7 @@
 #include "demux/stream.h"
 #include "dvdnav/ifo_dump.h"
 #include "dvdnav/ifo_parser.h"
-#include "input/disc_files.h"
+#include "disc/disc_files.h"
 
 namespace {
 

@@ -13,7 +13,7 @@
 #include "filter/settings_store.h"
 #include "filter/source_guids.h"
 #include "input/multiple_file_inputer.h"
-#include "input/open_disc_image.h"
+#include "disc/open_disc_image.h"
 #include "platform/message_box.h"
 
 using dshow::Locked;

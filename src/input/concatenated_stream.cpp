@@ -1,6 +1,6 @@
 #include "input/concatenated_stream.h"
 
-#include "input/disc_files.h"
+#include "disc/disc_files.h"
 
 ConcatenatedStream::ConcatenatedStream(std::vector<std::string> names) {
   entries.reserve(names.size());

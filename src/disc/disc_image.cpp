@@ -1,8 +1,8 @@
-#include "input/disc_image.h"
+#include "disc/disc_image.h"
 
 #include <cstring>
 
-#include "input/disc_image_bytes.h"
+#include "disc/disc_image_bytes.h"
 
 namespace disc {
 

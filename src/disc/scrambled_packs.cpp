@@ -1,8 +1,8 @@
-#include "input/scrambled_packs.h"
+#include "disc/scrambled_packs.h"
 
 #include <vector>
 
-#include "input/disc_image_bytes.h"
+#include "disc/disc_image_bytes.h"
 
 namespace disc {
 

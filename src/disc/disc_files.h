@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "demux/stream.h"
-#include "input/disc_image.h"
+#include "disc/disc_image.h"
 
 class DiscFiles {
  public:

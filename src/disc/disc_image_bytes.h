@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "input/disc_image.h"
+#include "disc/disc_image.h"
 
 namespace disc {
 

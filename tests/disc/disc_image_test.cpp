@@ -9,9 +9,9 @@
 #include <sstream>
 
 #include "dvdnav/dvd_title_reader.h"
-#include "input/disc_files.h"
-#include "input/disc_image.h"
-#include "input/scrambled_packs.h"
+#include "disc/disc_files.h"
+#include "disc/disc_image.h"
+#include "disc/scrambled_packs.h"
 #include "support/disc_images.h"
 #include "support/scratch.h"
 

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "input/image_bytes.h"
+#include "disc/image_bytes.h"
 
 namespace disc {
 

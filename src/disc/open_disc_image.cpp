@@ -1,6 +1,6 @@
-#include "input/open_disc_image.h"
+#include "disc/open_disc_image.h"
 
-#include "input/scrambled_packs.h"
+#include "disc/scrambled_packs.h"
 
 namespace {
 

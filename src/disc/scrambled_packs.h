@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-#include "input/disc_files.h"
+#include "disc/disc_files.h"
 
 namespace disc {
 

@@ -1,4 +1,4 @@
-#include "input/image_bytes.h"
+#include "disc/image_bytes.h"
 
 #include <algorithm>
 #include <cstring>

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "input/disc_files.h"
+#include "disc/disc_files.h"
 
 struct OpenedDiscImage {
   std::shared_ptr<const ImageFiles> files;  // null unless the image can be read

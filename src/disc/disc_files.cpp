@@ -1,4 +1,4 @@
-#include "input/disc_files.h"
+#include "disc/disc_files.h"
 
 #include <algorithm>
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "input/disc_image_bytes.h"
+#include "disc/disc_image_bytes.h"
 
 namespace disc {
 
