@@ -40,6 +40,7 @@ set(FENNORIA_DISC_SOURCES
 
 set(FENNORIA_DEMUX_SOURCES
   ${_src}/demux/stream.cpp
+  ${_src}/demux/program_stream.cpp
   ${_src}/demux/vob_demuxer.cpp
   ${_src}/demux/timing_file.cpp
   ${_src}/demux/first_timestamps.cpp
@@ -49,7 +50,8 @@ set(FENNORIA_DEMUX_SOURCES
   ${_src}/demux/wav_header.cpp
   ${_src}/demux/lpcm_wav_output.cpp
   ${_src}/demux/vobsub_index.cpp
-  ${_src}/demux/vobsub_output.cpp)
+  ${_src}/demux/vobsub_output.cpp
+)
 
 set(FENNORIA_DVDNAV_SOURCES
   ${_src}/dvdnav/ifo_parser.cpp

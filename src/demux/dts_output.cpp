@@ -1,6 +1,7 @@
 #include "demux/dts_output.h"
 
 #include "demux/private_packets.h"
+#include "demux/program_stream.h"
 
 namespace {
 
@@ -11,7 +12,7 @@ constexpr std::size_t kAudioHeader = 3;
 }  // namespace
 
 DtsOutput::DtsOutput(const std::string& file, int number, std::size_t buffer)
-    : file_(file.c_str(), true, buffer), substream_(0x88 + number) {}
+    : file_(file.c_str(), true, buffer), substream_(ps::kDtsSubstream + number) {}
 
 void DtsOutput::take(const std::uint8_t* pack, std::int64_t) {
   std::size_t at = 0;

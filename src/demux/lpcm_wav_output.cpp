@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "demux/private_packets.h"
+#include "demux/program_stream.h"
 #include "demux/wav_header.h"
 
 namespace {
@@ -11,10 +12,9 @@ namespace {
 // offset, then the three bytes of the LPCM header.
 constexpr std::size_t kSkipped = 3;
 constexpr std::size_t kHeader = 3;
-constexpr std::int64_t kPackSize = 2048;
 
 std::string where(std::int64_t index) {
-  return "pack " + std::to_string(index) + " (byte " + std::to_string(index * kPackSize) +
+  return "pack " + std::to_string(index) + " (byte " + std::to_string(index * static_cast<std::int64_t>(ps::kPackSize)) +
          " of the input)";
 }
 
@@ -23,7 +23,7 @@ std::string where(std::int64_t index) {
 LpcmWavOutput::LpcmWavOutput(const std::string& file, int number, std::size_t buffer)
     : name_(file),
       file_(std::make_unique<OutputFileStream>(file.c_str(), true, buffer)),
-      substream_(0xA0 + number),
+      substream_(ps::kLpcmSubstream + number),
       number_(number) {}
 
 void LpcmWavOutput::take(const std::uint8_t* pack, std::int64_t index) {

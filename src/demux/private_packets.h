@@ -19,6 +19,3 @@ struct PrivatePacket {
 // packet, or is not an MPEG-2 pack, or a packet does not fit in it: every
 // byte read lies inside the pack.
 bool nextPrivatePacket(const std::uint8_t* pack, std::size_t* at, PrivatePacket* packet);
-
-// The 33-bit time stamp in the five bytes at `p` (marker bits skipped).
-std::int64_t readTimestamp(const std::uint8_t* p);

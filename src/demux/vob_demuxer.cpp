@@ -5,6 +5,7 @@
 #include <new>
 #include <string>
 
+#include "demux/program_stream.h"
 #include "demux/timing_file.h"
 
 namespace {
@@ -12,18 +13,6 @@ namespace {
 constexpr std::uint8_t kAc3Sync[2] = {0x0B, 0x77};
 // The picture start code; MPEG audio is searched for the same four bytes.
 constexpr std::uint8_t kPictureStart[4] = {0x00, 0x00, 0x01, 0x00};
-
-// The low 32 bits of a 33-bit time stamp from its five bytes, as a signed
-// number: bit 32 is dropped, so stamps of 2^31 ticks and more come out
-// negative. That is the timing file's format.
-std::int32_t readStamp(const std::uint8_t* b) {
-  std::uint32_t value = static_cast<std::uint32_t>(b[4] >> 1) |
-                        static_cast<std::uint32_t>(b[3]) << 7 |
-                        static_cast<std::uint32_t>(b[2] >> 1) << 15 |
-                        static_cast<std::uint32_t>(b[1]) << 22 |
-                        static_cast<std::uint32_t>((b[0] >> 1) & 3) << 30;
-  return static_cast<std::int32_t>(value);
-}
 
 // The low 32 bits of a file position, as the timing files print it.
 std::int32_t low32(std::int64_t value) {
@@ -127,27 +116,23 @@ void VobDemuxer::demultiplexPacks(const std::uint8_t* packs, std::int32_t count)
 
 void VobDemuxer::demultiplexPack(const std::uint8_t* pack) {
   const std::uint8_t* end = pack + packSize;
-  // The 14-byte pack header (no start code is checked) and its stuffing; the
-  // one packet examined follows. Every header field read below lies within
-  // the first 300 bytes of the pack, whatever the bytes say.
-  const std::uint8_t* q = pack + 14 + (pack[13] & 7);
-  std::uint8_t id = q[3];
-  switch (id) {
-    case 0xBC: case 0xBE: case 0xBF: case 0xF0: case 0xF1: case 0xF2: case 0xF8: case 0xFF:
-      return;
-    default:
-      break;
-  }
-  std::uint8_t flags = q[7];
-  const std::uint8_t* payload = q + 9 + q[8];
-  std::int32_t length = q[4] * 256 + q[5];  // bytes after the length field
+  // The one packet examined follows the pack header (no start code is
+  // checked); every header field read below lies within the first 300 bytes
+  // of the pack, whatever the bytes say.
+  const std::uint8_t* q = ps::firstPacket(pack);
+  const std::uint8_t id = ps::streamId(q);
+  if (ps::hasNoPesExtension(id)) return;
+  const std::uint8_t flags = q[7];
+  const std::uint8_t* payload = q + ps::payloadOffset(q);
+  // Bytes after the length field.
+  const std::int32_t length = static_cast<std::int32_t>(ps::packetLength(q));
   const std::uint8_t* afterLength = q + 6;
-  const std::uint8_t* stamps = q + 9;
+  const std::uint8_t* stamps = ps::timestamps(q);
 
-  if (id == 0xBD) {
-    std::uint8_t sub = payload[0];
+  if (id == ps::kPrivateStream1) {
+    const std::uint8_t sub = payload[0];
     if (sub == 0x00 || sub == 0x01 || sub == 0x50 || sub == 0xFF) return;
-    if (sub >= 0x20 && sub <= 0x3F) {
+    if (ps::isSubpictureSubstream(sub)) {
       int number = sub & 0x1F;
       OutputFileStream* file = lookUp(subpictureFiles_, number);
       if (!file) return;
@@ -155,7 +140,7 @@ void VobDemuxer::demultiplexPack(const std::uint8_t* pack) {
       std::ostream* timing = subpictureTiming_[number];
       writePayload(*file, timing, data, length - static_cast<std::int32_t>(data - afterLength),
                    end, nullptr, 0, flags, stamps);
-    } else if (sub >= 0x80 && sub <= 0x87) {
+    } else if (ps::isAc3Substream(sub)) {
       int number = sub & 7;
       OutputFileStream* file = lookUp(ac3Files_, number);
       if (!file) return;
@@ -168,10 +153,10 @@ void VobDemuxer::demultiplexPack(const std::uint8_t* pack) {
     return;
   }
   std::int32_t count = length - static_cast<std::int32_t>(payload - afterLength);
-  if (id >= 0xE0 && id <= 0xEF) {
+  if (ps::isVideoStream(id)) {
     if (!videoFile_) return;
     writePayload(*videoFile_, videoTiming_, payload, count, end, kPictureStart, 4, flags, stamps);
-  } else if (id >= 0xC0 && id <= 0xDF) {
+  } else if (ps::isAudioStream(id)) {
     int number = id & 0x1F;
     OutputFileStream* file = lookUp(mpegAudioFiles_, number);
     if (!file) return;
@@ -209,10 +194,10 @@ void VobDemuxer::writePayload(OutputFileStream& file, std::ostream* timing,
   std::int32_t pts = -1;
   std::int32_t dts;
   if (flags & 0x80) {
-    pts = readStamp(stamps);
-    dts = (flags & 0x40) ? readStamp(stamps + 5) : pts;
+    pts = ps::readTimestampLow32(stamps);
+    dts = (flags & 0x40) ? ps::readTimestampLow32(stamps + 5) : pts;
   } else {
-    dts = readStamp(stamps);
+    dts = ps::readTimestampLow32(stamps);
   }
   timing::writeTimingLine(*timing, position, pts, dts);
 }

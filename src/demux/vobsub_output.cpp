@@ -1,10 +1,9 @@
 #include "demux/vobsub_output.h"
 
 #include "demux/private_packets.h"
+#include "demux/program_stream.h"
 
 namespace {
-
-constexpr std::uint32_t kPackSize = 2048;
 
 // 90 kHz ticks to milliseconds, to the nearest.
 std::int64_t milliseconds(std::int64_t ticks) {
@@ -18,7 +17,7 @@ VobSubOutput::VobSubOutput(const std::string& idxFile, const std::string& subFil
     : idxFile_(idxFile), sub_(subFile.c_str(), true, buffer), index_(std::move(index)) {}
 
 void VobSubOutput::take(const std::uint8_t* pack, std::int64_t) {
-  const int substream = 0x20 + index_.number;
+  const int substream = ps::kSubpictureSubstream + index_.number;
   std::size_t at = 0;
   PrivatePacket packet;
   std::optional<std::int64_t> pts;
@@ -35,7 +34,7 @@ void VobSubOutput::take(const std::uint8_t* pack, std::int64_t) {
     index_.entries.push_back({0, sub_.tell()});
     stamps_.push_back(*pts);
   }
-  sub_.write(pack, kPackSize);
+  sub_.write(pack, static_cast<std::uint32_t>(ps::kPackSize));
 }
 
 void VobSubOutput::finish() {

@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "demux/program_stream.h"
 #include "disc/disc_image_bytes.h"
 
 namespace disc {
@@ -18,15 +19,14 @@ bool endsWith(const std::string& name, const std::string& tail) {
 }  // namespace
 
 bool isScrambledPack(const std::uint8_t* p) {
-  // An MPEG-2 pack header (14 bytes with no stuffing), then a PES packet of
-  // a stream whose header carries the flags byte (video, MPEG audio,
-  // private stream 1) at offset 0x14.
-  bool pack = p[0] == 0 && p[1] == 0 && p[2] == 1 && p[3] == 0xBA && (p[4] & 0xC0) == 0x40 &&
-              (p[13] & 0x07) == 0;
-  if (!pack || p[14] != 0 || p[15] != 0 || p[16] != 1) return false;
-  std::uint8_t id = p[17];
-  bool flagged = id == 0xBD || (id >= 0xC0 && id <= 0xEF);
-  return flagged && (p[0x14] & 0x30) != 0;
+  // An MPEG-2 pack header without stuffing, then a packet of a stream whose
+  // header carries the scrambling bits (video, MPEG audio, private stream 1).
+  if (!ps::isMpeg2PackHeader(p) || ps::packHeaderSize(p) != 14) return false;
+  const std::uint8_t* pes = ps::firstPacket(p);
+  if (!ps::hasStartCode(pes)) return false;
+  const std::uint8_t id = ps::streamId(pes);
+  const bool flagged = id == ps::kPrivateStream1 || ps::isAudioStream(id) || ps::isVideoStream(id);
+  return flagged && ps::scramblingControl(pes) != 0;
 }
 
 std::string findScrambledVob(const ImageFiles& files) {

@@ -5,31 +5,22 @@
 #include <cstdint>
 #include <cstring>
 
+#include "demux/program_stream.h"
 #include "dvdnav/dvd_title_reader.h"
 
 namespace {
 
 constexpr std::int64_t kSector = dvdnav::sectorSize;
 
-bool passesUnexamined(std::uint8_t streamId) {
-  switch (streamId) {
-    case 0xBC: case 0xBE: case 0xBF: case 0xF0: case 0xF1: case 0xF2: case 0xF8: case 0xFF:
-      return true;
-    default:
-      return false;
-  }
-}
-
 // Makes the pack at `pack` a padding pack: its pack header stays, one
 // padding packet (stream id 0xBE) of 0xFF bytes fills the rest of the sector.
 void makePaddingPack(std::uint8_t* pack) {
-  std::int32_t header = 14 + (pack[13] & 7);
-  std::uint8_t* pes = pack + header;
-  std::int32_t payload = static_cast<std::int32_t>(kSector) - header - 6;
+  std::uint8_t* pes = ps::firstPacket(pack);
+  std::int32_t payload = static_cast<std::int32_t>(kSector - ps::packHeaderSize(pack)) - 6;
   pes[0] = 0x00;
   pes[1] = 0x00;
   pes[2] = 0x01;
-  pes[3] = 0xBE;
+  pes[3] = ps::kPaddingStream;
   pes[4] = static_cast<std::uint8_t>(payload >> 8);
   pes[5] = static_cast<std::uint8_t>(payload & 0xFF);
   std::memset(pes + 6, 0xFF, static_cast<std::size_t>(payload));
@@ -93,23 +84,22 @@ void DvdTitleReader::setAudio(std::int32_t mode, std::int32_t stream) {
 bool DvdTitleReader::checkPacks(std::uint8_t* sectors, std::int32_t sectorCount) const {
   for (std::int32_t i = 0; i < sectorCount; ++i) {
     std::uint8_t* pack = sectors + static_cast<std::int64_t>(i) * kSector;
-    // The first PES packet follows the 14-byte pack header and its stuffing;
-    // every offset below stays well inside the sector.
-    std::uint8_t* pes = pack + 14 + (pack[13] & 7);
+    // Judged by its first packet alone; every offset below stays well
+    // inside the sector.
+    std::uint8_t* pes = ps::firstPacket(pack);
     std::uint8_t& streamId = pes[3];
-    if (passesUnexamined(streamId)) continue;
-    if ((streamId & 0xE0) == 0xC0) {
+    if (ps::hasNoPesExtension(streamId)) continue;
+    if (ps::isAudioStream(streamId)) {
       if (audioMode == 0) return false;
       if (audioMode == 2) {
         if ((streamId & 0x1F) != audioStream) return false;
-        streamId = 0xC0;  // the chosen stream always leaves as MPEG audio stream 0
+        streamId = ps::kAudioStream;  // the chosen stream always leaves as MPEG audio stream 0
       }
       continue;
     }
-    if (streamId == 0xBD) {
-      std::uint8_t substream = pes[9 + pes[8]];
-      if (substream >= 0x80 && substream <= 0x87 &&
-          (audioMode != 0 || (substream & 7) != audioStream))
+    if (streamId == ps::kPrivateStream1) {
+      const int substream = pes[ps::payloadOffset(pes)];
+      if (ps::isAc3Substream(substream) && (audioMode != 0 || (substream & 7) != audioStream))
         return false;
     }
   }

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <memory>
+
 #include "demux/demux_packs.h"
 
 using demux_test::ac3Payload;
@@ -70,4 +73,21 @@ TEST(FirstTimestamps, DelayRoundsHalvesAwayFromZero) {
   EXPECT_EQ(delayMilliseconds(8955, 9000), -1);  // -0.5 ms
   EXPECT_EQ(delayMilliseconds(8956, 9000), 0);
   EXPECT_EQ(delayMilliseconds(0, 90000), -1000);
+}
+
+// The last packet of a pack claims a PTS whose five bytes would lie past
+// the pack: nothing is taken, and no byte after the pack is read (the pack
+// stands alone in a buffer of its own, which the sanitized build watches).
+TEST(FirstTimestamps, StampThatWouldPassThePacksEndIsNotRead) {
+  std::string bytes = makePack(Packet(0xE0, {}, {}, ""));
+  const std::size_t last = 2048 - 9;
+  const std::size_t filler = last - 14 - 6;
+  bytes.replace(14, 6, std::string("\x00\x00\x01\xBE", 4) + static_cast<char>(filler >> 8) +
+                           static_cast<char>(filler & 0xFF));
+  bytes.replace(last, 9, std::string("\x00\x00\x01\xE0\x00\x03\x81\x80\x0A", 9));
+  auto pack = std::make_unique<std::uint8_t[]>(2048);
+  std::memcpy(pack.get(), bytes.data(), 2048);
+  FirstTimestamps stamps;
+  stamps.scan(pack.get(), 1);
+  EXPECT_EQ(stamps.first(FirstTimestamps::video), std::nullopt);
 }

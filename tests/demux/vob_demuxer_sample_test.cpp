@@ -22,67 +22,15 @@
 #include <string>
 #include <vector>
 
+#include "demux/sample_refs.h"
 #include "demux/timing_file.h"
 #include "support/scratch.h"
 
 using testing_support::readWholeFile;
 using testing_support::ScratchDir;
+using namespace demux_test;
 
 namespace {
-
-const std::string kSamples = FENNORIA_SAMPLES_DIR;
-
-struct RefStream {
-  std::string id;   // as ffprobe names it: 0x80, 0x1c1, 0x20
-  std::string ext;  // ac3, mp2, sub
-  unsigned number() const { return static_cast<unsigned>(std::stoul(id, nullptr, 16)); }
-};
-
-struct Range {
-  std::string key;
-  std::int64_t first = 0, last = 0;  // sectors, inclusive
-  std::vector<std::string> vobs;
-  std::vector<RefStream> streams;
-};
-
-std::vector<Range> loadIndex() {
-  std::ifstream in(kSamples + "/dvd/refs/index.txt");
-  std::vector<Range> ranges;
-  std::string line;
-  while (std::getline(in, line)) {
-    std::istringstream fields(line);
-    std::string kind, key;
-    fields >> kind >> key;
-    if (kind == "range") {
-      Range r;
-      r.key = key;
-      std::string files;
-      fields >> r.first >> r.last >> files;
-      std::istringstream names(files);
-      for (std::string name; std::getline(names, name, ',');) r.vobs.push_back(name);
-      ranges.push_back(r);
-    } else if (kind == "stream" && !ranges.empty() && ranges.back().key == key) {
-      RefStream s;
-      fields >> s.id >> s.ext;
-      ranges.back().streams.push_back(s);
-    }
-  }
-  return ranges;
-}
-
-// The range's bytes, cut from the joined VOB files at its sector offsets.
-std::string rangeBytes(const Range& r) {
-  std::string joined;
-  for (const auto& vob : r.vobs) joined += readWholeFile(kSamples + "/dvd/VIDEO_TS/" + vob);
-  std::size_t from = static_cast<std::size_t>(r.first) * 2048;
-  std::size_t count = static_cast<std::size_t>(r.last - r.first + 1) * 2048;
-  EXPECT_LE(from + count, joined.size()) << r.key;
-  return joined.substr(from, count);
-}
-
-std::string refName(const Range& r, const RefStream& s, const std::string& ext) {
-  return kSamples + "/dvd/refs/" + r.key + "." + s.id + "." + ext;
-}
 
 // Registers `s` with the demultiplexer under the number its id carries.
 void registerStream(VobDemuxer& demuxer, const RefStream& s, const std::string& name,
@@ -104,19 +52,6 @@ void feedInChunks(VobDemuxer& demuxer, const std::string& bytes, std::size_t chu
     std::size_t n = std::min(chunk, bytes.size() - at);
     demuxer.Demultiplex(bytes.data() + at, static_cast<std::int32_t>(n));
   }
-}
-
-struct PesPacket {
-  std::int64_t size = 0;
-  std::string pts, dts;  // as ffprobe prints them, N/A when absent
-};
-
-std::vector<PesPacket> loadPackets(const std::string& name) {
-  std::ifstream in(name);
-  std::vector<PesPacket> packets;
-  PesPacket p;
-  while (in >> p.size >> p.pts >> p.dts) packets.push_back(p);
-  return packets;
 }
 
 // A stamp as a timing file prints it: the low 32 bits, signed.
