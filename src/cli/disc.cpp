@@ -15,22 +15,6 @@ namespace cli {
 
 namespace {
 
-std::vector<std::string> readerMessages;
-bool dumpLevel3 = false;
-
-void collect(int level, const char* text) {
-  if (level == 3) {
-    if (dumpLevel3) {
-      std::fputs(text, stdout);
-      std::fputc('\n', stdout);
-    }
-    return;
-  }
-  if (level <= 1) readerMessages.push_back(text);
-}
-
-mpdx::LogCallback readerLog(collect);
-
 bool hasIfo(const std::string& folder) {
   return isRegularFile(folder + "/VIDEO_TS.IFO") || isRegularFile(folder + "/video_ts.ifo");
 }
@@ -58,7 +42,17 @@ bool isDiscImage(const std::string& path) {
   return bytes.isOpen() && disc::hasVolumeSignature(bytes);
 }
 
-Disc::Disc(const std::string& name, bool dumpToStdout) : folder(name) {
+Disc::Disc(const std::string& name, bool dumpToStdout)
+    : folder(name), log_([this](int level, const char* text) {
+        if (level == 3) {
+          if (dumping_) {
+            std::fputs(text, stdout);
+            std::fputc('\n', stdout);
+          }
+        } else if (level <= 1) {
+          messages_.push_back(text);
+        }
+      }) {
   while (folder.size() > 1 && (folder.back() == '/' || folder.back() == '\\')) folder.pop_back();
   if (!isDirectory(folder)) {
     if (!isFileOrDrive(folder)) fail(folder, "no such folder");
@@ -79,14 +73,14 @@ Disc::Disc(const std::string& name, bool dumpToStdout) : folder(name) {
 }
 
 void Disc::load(std::shared_ptr<const DiscFiles> image, bool dumpToStdout) {
-  dumpLevel3 = dumpToStdout;
-  readerMessages.clear();
-  reader = std::make_unique<DvdTitleReader>(readerLog);
+  dumping_ = dumpToStdout;
+  messages_.clear();
+  reader = std::make_unique<DvdTitleReader>(log_);
   int result = image ? reader->openIfo(std::move(image), folder) : reader->openIfo(folder);
-  dumpLevel3 = false;
+  dumping_ = false;
   if (result != 0)
     fail(folder + "/VIDEO_TS.IFO",
-         "cannot be read" + (readerMessages.empty() ? "" : " (" + readerMessages.back() + ")"));
+         "cannot be read" + (messages_.empty() ? "" : " (" + messages_.back() + ")"));
   if (!reader->videoManager || reader->videoManager->titles.empty())
     fail(folder + "/VIDEO_TS.IFO", "lists no titles (not a DVD-Video navigation file?)");
 }
@@ -113,13 +107,13 @@ void Disc::select(std::int32_t titleSet, std::int32_t pgc, std::int32_t cell,
                      std::to_string(pgc) + " of title set " + std::to_string(titleSet) +
                      " (it has " + std::to_string(cells) + ")");
 
-  readerMessages.clear();
+  messages_.clear();
   reader->selectTitleSet(titleSet, 1);
   int result = playbackOrder && cell == 0 ? reader->selectPlaybackOrder(pgc - 1)
                                           : reader->selectProgramChain(pgc - 1);
   if (result == 0 && cell != 0) result = reader->selectCell(cell - 1);
   if (result != 0)
-    fail(folder, readerMessages.empty() ? "the selection failed" : readerMessages.back());
+    fail(folder, messages_.empty() ? "the selection failed" : messages_.back());
 
   // Every VOB part must be whole sectors, and the parts must reach the end
   // of the range: anything less is a truncated (or missing) file.

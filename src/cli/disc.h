@@ -4,6 +4,9 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
+
+#include "demux/stream.h"
 
 class DiscFiles;
 class DvdTitleReader;
@@ -32,11 +35,21 @@ struct Disc {
 
   // The folder, or for an image "IMAGE/VIDEO_TS": what messages name.
   std::string folder;
-  std::unique_ptr<DvdTitleReader> reader;
 
  private:
+  // What the reader says: failures and selection errors (levels 0 and 1)
+  // are kept for the message that ends the run; the dump (level 3) goes to
+  // stdout while `dumping_`. Declared before the reader, which writes to it
+  // until its last moment.
+  std::vector<std::string> messages_;
+  bool dumping_ = false;
+  mpdx::LogCallback log_;
+
   // Loads the navigation files from the folder, or from `image` when given.
   void load(std::shared_ptr<const DiscFiles> image, bool dumpToStdout);
+
+ public:
+  std::unique_ptr<DvdTitleReader> reader;
 };
 
 }  // namespace cli

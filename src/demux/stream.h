@@ -3,8 +3,10 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <ostream>
 #include <sstream>
+#include <utility>
 
 #include "platform/file.h"
 
@@ -64,13 +66,14 @@ class IFileStream : public SeekableStream {
   platform::FileHandle handle_;
 };
 
-// A text stream plus the sink that receives its composed messages.
+// A text stream plus the sink that receives its composed messages. The sink
+// carries its own context (a lambda may capture whatever it reports to).
 class LogCallback : public std::stringstream {
  public:
-  using Sink = void (*)(int level, const char* text);
+  using Sink = std::function<void(int level, const char* text)>;
 
   explicit LogCallback(Sink sink)
-      : std::stringstream(std::ios::in | std::ios::out), callback(sink) {}
+      : std::stringstream(std::ios::in | std::ios::out), callback(std::move(sink)) {}
   // Pending text is dropped, not emitted.
   ~LogCallback() override = default;
 

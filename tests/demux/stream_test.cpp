@@ -141,3 +141,15 @@ TEST(LogCallback, PendingTextIsDroppedAtDestruction) {
   }
   EXPECT_TRUE(received.empty());
 }
+
+TEST(LogCallback, EachSinkReportsToTheContextItCarries) {
+  std::vector<std::string> first, second;
+  mpdx::LogCallback a([&first](int, const char* text) { first.emplace_back(text); });
+  mpdx::LogCallback b([&second](int, const char* text) { second.emplace_back(text); });
+  a << "to the first";
+  b << "to the second";
+  mpdx::emit(a, 1);
+  mpdx::emit(b, 1);
+  EXPECT_EQ(first, std::vector<std::string>{"to the first"});
+  EXPECT_EQ(second, std::vector<std::string>{"to the second"});
+}
