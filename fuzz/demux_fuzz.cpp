@@ -10,16 +10,15 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "demux/dts_output.h"
-#include "demux/first_timestamps.h"
-#include "demux/lpcm_wav_output.h"
+#include "extract/dts_output.h"
+#include "extract/first_timestamps.h"
+#include "extract/lpcm_wav_output.h"
 #include "demux/timing_file.h"
 #include "demux/vob_demuxer.h"
-#include "demux/vobsub_output.h"
+#include "extract/vobsub_output.h"
 
 #ifdef _WIN32
 #include <process.h>
@@ -63,25 +62,22 @@ struct Sinks {
     all.push_back(std::make_unique<VobSubOutput>(folder + "v31.idx", folder + "v31.sub", index, 4096));
   }
 
-  void take(const std::uint8_t* data, std::size_t count) {
-    for (std::size_t i = 0; i < count; ++i, ++packs)
-      for (auto& sink : all) {
-        if (!sink) continue;
-        try {
-          sink->take(data + 2048 * i, packs);
-        } catch (const LpcmFormatError&) {
-          sink->finish();
-          sink.reset();
-        }
-      }
-  }
-
-  void finish(std::optional<std::int64_t> video) {
+  void take(const std::uint8_t* data, std::size_t count, const FirstTimestamps& stamps) {
     for (auto& sink : all) {
       if (!sink) continue;
-      if (auto* vobsub = dynamic_cast<VobSubOutput*>(sink.get())) vobsub->setOrigin(video);
-      sink->finish();
+      try {
+        sink->take(data, count, packs);
+      } catch (const LpcmFormatError&) {
+        sink->finish(stamps);
+        sink.reset();
+      }
     }
+    packs += static_cast<std::int64_t>(count);
+  }
+
+  void finish(const FirstTimestamps& stamps) {
+    for (auto& sink : all)
+      if (sink) sink->finish(stamps);
   }
 };
 
@@ -125,12 +121,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       if (chunk) std::memcpy(piece.get(), data + at, chunk);
       demuxer.Demultiplex(piece.get(), static_cast<std::int32_t>(chunk));
       stamps.scan(piece.get(), chunk / 2048);
-      sinks.take(piece.get(), chunk / 2048);
+      sinks.take(piece.get(), chunk / 2048, stamps);
       at += chunk;
       if ((state >> 4 & 63) == 0) demuxer.FlushAll();
     }
     demuxer.CloseAll();
-    sinks.finish(stamps.first(FirstTimestamps::video));
+    sinks.finish(stamps);
     // A stamp has 33 bits.
     for (int key : {FirstTimestamps::video, FirstTimestamps::ac3(0), FirstTimestamps::mpegAudio(0)})
       if (stamps.first(key) && (*stamps.first(key) < 0 || *stamps.first(key) >= (1ll << 33)))

@@ -42,16 +42,22 @@ set(FENNORIA_DEMUX_SOURCES
   ${_src}/demux/stream.cpp
   ${_src}/demux/program_stream.cpp
   ${_src}/demux/vob_demuxer.cpp
-  ${_src}/demux/timing_file.cpp
-  ${_src}/demux/first_timestamps.cpp
-  ${_src}/demux/private_packets.cpp
-  ${_src}/demux/dts_output.cpp
-  ${_src}/demux/lpcm_format.cpp
-  ${_src}/demux/wav_header.cpp
-  ${_src}/demux/lpcm_wav_output.cpp
-  ${_src}/demux/vobsub_index.cpp
-  ${_src}/demux/vobsub_output.cpp
-)
+  ${_src}/demux/timing_file.cpp)
+
+# The tool's extraction: the engine that feeds one input's packs to every
+# chosen output, the tool's own outputs (DTS, LPCM as WAV, VobSub) and the
+# first time stamps the audio delays come from.
+set(FENNORIA_EXTRACT_SOURCES
+  ${_src}/extract/extraction.cpp
+  ${_src}/extract/demuxer_sink.cpp
+  ${_src}/extract/first_timestamps.cpp
+  ${_src}/extract/private_packets.cpp
+  ${_src}/extract/dts_output.cpp
+  ${_src}/extract/lpcm_format.cpp
+  ${_src}/extract/wav_header.cpp
+  ${_src}/extract/lpcm_wav_output.cpp
+  ${_src}/extract/vobsub_index.cpp
+  ${_src}/extract/vobsub_output.cpp)
 
 set(FENNORIA_DVDNAV_SOURCES
   ${_src}/dvdnav/ifo_parser.cpp
@@ -64,6 +70,7 @@ set(FENNORIA_CORE_SOURCES
   ${FENNORIA_INPUT_SOURCES}
   ${FENNORIA_DISC_SOURCES}
   ${FENNORIA_DEMUX_SOURCES}
+  ${FENNORIA_EXTRACT_SOURCES}
   ${FENNORIA_DVDNAV_SOURCES})
 
 set(FENNORIA_CORE_WIN32_LIBS user32 kernel32)

@@ -1,21 +1,18 @@
-// fennoria demux: the VOB demultiplexer over a program chain's sectors, or
-// over a VOB file that is already cut, writing the chosen streams (and their
-// timing files).
+// fennoria demux: an extraction over a program chain's sectors, or over a
+// VOB file that is already cut, writing the chosen streams (and their timing
+// files) and each audio stream's delay.
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <vector>
 
 #include "cli/cli.h"
 #include "cli/read_ahead.h"
-#include "demux/dts_output.h"
-#include "demux/first_timestamps.h"
-#include "demux/lpcm_wav_output.h"
+#include "demux/program_stream.h"
 #include "demux/stream.h"
-#include "demux/timing_file.h"
-#include "demux/vob_demuxer.h"
-#include "demux/vobsub_output.h"
 #include "dvdnav/dvd_title_reader.h"
+#include "extract/extraction.h"
 #include "platform/mapped_file.h"
 
 namespace cli {
@@ -67,25 +64,46 @@ const char* kHelp =
     "  fennoria demux title.vob --ac3 0=audio.ac3 --video video.m2v\n"
     "  fennoria demux movie.iso --title 1 --pgc 1 --ac3 0=en.ac3\n";
 
-// The demultiplexer's own kinds, then the tool's.
-enum Kind { kAc3 = 0, kMpeg = 2, kSub = 3, kDts, kLpcm, kVobSub };
-
+// A stream the user chose: one of the extraction's kinds, or (without a
+// kind) a subpicture stream as VobSub.
 struct Choice {
-  Kind kind;
+  std::optional<StreamKind> kind;
   int number;
   std::string file;
 };
+
+// The stream options, in the order their outputs are set up and their
+// delays printed, with the highest number each takes.
+struct StreamOption {
+  const char* name;
+  std::optional<StreamKind> kind;
+  int high;
+};
+const StreamOption kStreamOptions[] = {
+    {"--ac3", StreamKind::Ac3, 7},   {"--mpeg", StreamKind::MpegAudio, 31},
+    {"--sub", StreamKind::Subpicture, 31}, {"--dts", StreamKind::Dts, 7},
+    {"--lpcm", StreamKind::Lpcm, 7}, {"--vobsub", std::nullopt, 31}};
 
 // A VOB file is mapped and demultiplexed in place, in pieces of 512 packs:
 // copying the bytes out of the system's cache would be most of the work.
 // Other inputs (and a file the system will not map) are read by two
 // threads, in chunks of 512 packs, up to six chunks ahead of the
-// demultiplexer, so that two processors share the copying. Each output
+// extraction, so that two processors share the copying. Each output
 // collects its packets into blocks of 1 MiB before writing them.
 constexpr int kReaders = 2;
-constexpr std::size_t kChunkSize = 512 * VobDemuxer::packSize;
+constexpr std::size_t kChunkSize = 512 * ps::kPackSize;
 constexpr int kChunksAhead = 6;
 constexpr std::size_t kOutputBuffer = 1024 * 1024;
+
+// The input as the read loop sees it: a mapped VOB file, or sources for
+// the reading threads (a disc's selection, or a VOB file read plainly).
+struct Input {
+  std::unique_ptr<platform::MappedFile> mapped;
+  std::vector<ReadAhead::Source> readers;
+  std::shared_ptr<Disc> disc;  // the last of the readers' discs, for the IFO
+  std::int64_t total = 0;
+  std::int32_t titleSet = 0, pgc = 0;
+};
 
 // Reads at an offset of the selected range, through a reader of its own.
 ReadAhead::Source discSource(std::shared_ptr<Disc> disc) {
@@ -121,51 +139,80 @@ std::string describe(const std::vector<std::string>& names) {
   return text;
 }
 
-Choice parseChoice(const std::string& option, const std::string& text, Kind kind, int high) {
+Choice parseChoice(const StreamOption& option, const std::string& text) {
   std::size_t equals = text.find('=');
   std::int64_t number = 0;
   if (equals == std::string::npos || equals + 1 == text.size() ||
-      !parseNumber(text.substr(0, equals), &number) || number < 0 || number > high)
-    usage("demux", option + " takes K=FILE with K from 0 to " + std::to_string(high) +
-                       ", not '" + text + "'");
-  return {kind, static_cast<int>(number), text.substr(equals + 1)};
+      !parseNumber(text.substr(0, equals), &number) || number < 0 || number > option.high)
+    usage("demux", std::string(option.name) + " takes K=FILE with K from 0 to " +
+                       std::to_string(option.high) + ", not '" + text + "'");
+  return {option.kind, static_cast<int>(number), text.substr(equals + 1)};
 }
 
-// The key of an audio choice's first time stamp.
-int timestampKey(const Choice& c) {
-  switch (c.kind) {
-    case kAc3: return FirstTimestamps::ac3(c.number);
-    case kDts: return FirstTimestamps::privateStream(0x88 + c.number);
-    case kLpcm: return FirstTimestamps::privateStream(0xA0 + c.number);
-    default: return FirstTimestamps::mpegAudio(c.number);
-  }
+std::vector<Choice> parseChoices(const Args& args) {
+  std::vector<Choice> choices;
+  for (const StreamOption& option : kStreamOptions)
+    for (const auto& value : args.values(option.name)) choices.push_back(parseChoice(option, value));
+  for (std::size_t i = 0; i < choices.size(); ++i)
+    for (std::size_t j = 0; j < i; ++j)
+      if (choices[i].kind == choices[j].kind && choices[i].number == choices[j].number)
+        usage("demux", "stream " + std::to_string(choices[i].number) + " chosen twice");
+  if (choices.empty() && !args.has("--video"))
+    usage("demux", "choose at least one stream (--ac3, --mpeg, --dts, --lpcm, --sub, --vobsub or --video)");
+  return choices;
 }
 
-// One line per audio output: its delay against the video.
-void printDelays(const std::vector<Choice>& choices, const FirstTimestamps& timestamps) {
-  std::optional<std::int64_t> video = timestamps.first(FirstTimestamps::video);
-  for (const Choice& c : choices) {
-    if (c.kind == kSub || c.kind == kVobSub) continue;
-    std::optional<std::int64_t> audio = timestamps.first(timestampKey(c));
-    if (audio && video)
-      std::printf("%s: delay %lld ms\n", c.file.c_str(),
-                  static_cast<long long>(delayMilliseconds(*audio, *video)));
-    else
-      std::printf("%s: delay unknown (%s)\n", c.file.c_str(),
-                  audio ? "no video time stamp" : "no time stamp of this stream");
+// A VIDEO_TS folder, disc image or drive: its selection, opened once per
+// reading thread.
+Input openDisc(const Args& args, const std::string& input) {
+  if (!args.has("--title")) usage("demux", "missing --title N for a VIDEO_TS folder");
+  if (!args.has("--pgc")) usage("demux", "missing --pgc P for a VIDEO_TS folder");
+  Input in;
+  in.titleSet = args.number("--title", 1, 99, 0);
+  in.pgc = args.number("--pgc", 1, 9999, 0);
+  std::int32_t cell = args.number("--cell", 1, 9999, 0);
+  for (int i = 0; i < kReaders; ++i) {
+    in.disc = std::make_shared<Disc>(input);
+    in.disc->select(in.titleSet, in.pgc, cell, args.has("--playback-order"));
+    in.readers.push_back(discSource(in.disc));
   }
+  in.total = in.disc->reader->getRangeLength();
+  return in;
+}
+
+// A VOB file: mapped where the system gives a mapping, else opened once per
+// reading thread.
+Input openVobFile(const Args& args, const std::string& input) {
+  if (args.has("--title") || args.has("--pgc") || args.has("--cell") ||
+      args.has("--playback-order"))
+    usage("demux",
+          "--title, --pgc, --cell and --playback-order are for a VIDEO_TS folder, not a file");
+  if (!isRegularFile(input)) fail(input, "no such file or folder");
+  if (args.has("--vobsub"))
+    usage("demux", "--vobsub needs a VIDEO_TS folder or disc image: a VOB file has no IFO "
+                   "to give the palette, frame size and language");
+  Input in;
+  in.mapped = platform::MappedFile::open(input);
+  if (in.mapped) in.total = in.mapped->size();
+  for (int i = 0; i < kReaders && !in.mapped; ++i) {
+    auto file = std::make_shared<mpdx::IFileStream>(input.c_str());
+    in.total = file->getLength();
+    if (in.total < 0 || file->tell() < 0) fail(input, "cannot be opened");
+    in.readers.push_back(fileSource(file, baseName(input)));
+  }
+  return in;
 }
 
 // What the .idx of subpicture stream `number` says besides the times: the
 // title set's frame size and the stream's language, the chain's palette.
-VobSubIndex vobSubIndex(const Disc& disc, std::int32_t titleSet, std::int32_t pgc, int number) {
-  const auto& set = *disc.reader->titleSets[static_cast<std::size_t>(titleSet - 1)];
+VobSubIndex vobSubIndex(const Input& in, int number) {
+  const auto& set = *in.disc->reader->titleSets[static_cast<std::size_t>(in.titleSet - 1)];
   const auto& attributes = set.attributes.title;
   VobSubIndex index;
   index.number = number;
   pictureSize(attributes.video.tvsystem, attributes.video.picturesize, &index.width,
               &index.height);
-  const auto& palette = set.programchains[static_cast<std::size_t>(pgc - 1)].palette;
+  const auto& palette = set.programchains[static_cast<std::size_t>(in.pgc - 1)].palette;
   for (std::size_t i = 0; i < palette.size(); ++i)
     index.palette[i] = yCrCbToRgb(palette[i].y, palette[i].cr, palette[i].cb);
   if (static_cast<std::size_t>(number) < attributes.subpictures.size())
@@ -173,43 +220,68 @@ VobSubIndex vobSubIndex(const Disc& disc, std::int32_t titleSet, std::int32_t pg
   return index;
 }
 
-struct Sink {
-  std::unique_ptr<PackSink> sink;
-  std::string name;  // for messages
-};
-
-// The tool's own output for a DTS, LPCM or VobSub choice, its files
-// registered in `outputs` and named in `finals` (a VobSub choice has two,
-// NAME.idx and NAME.sub).
-Sink makeSink(const Choice& c, OutputSet& outputs, std::vector<std::string>& finals,
-              const Disc* disc, std::int32_t titleSet, std::int32_t pgc) {
-  if (c.kind == kVobSub) {
-    std::string idx = outputs.add(c.file + ".idx", false);
-    std::string sub = outputs.add(c.file + ".sub", false);
+// Sets up every output under a temporary name of `outputs`, its final name
+// kept in `finals` (a VobSub choice has two, NAME.idx and NAME.sub).
+void addOutputs(Extraction& extraction, OutputSet& outputs, std::vector<std::string>& finals,
+                const std::vector<Choice>& choices, const Args& args, const Input& in) {
+  const bool timing = args.has("--timing");
+  auto addOne = [&](const StreamChoice& stream, bool withTiming) {
+    const std::string temp = outputs.add(stream.name, withTiming);
+    finals.push_back(stream.name);
+    extraction.add(stream, temp, withTiming);
+  };
+  for (const Choice& c : choices) {
+    if (!c.kind || *c.kind == StreamKind::Dts || *c.kind == StreamKind::Lpcm) continue;
+    addOne({*c.kind, c.number, c.file}, timing);
+  }
+  if (args.has("--video")) addOne({StreamKind::Video, 0, args.value("--video")}, timing);
+  for (const Choice& c : choices) {
+    if (c.kind && *c.kind != StreamKind::Dts && *c.kind != StreamKind::Lpcm) continue;
+    if (c.kind) {
+      addOne({*c.kind, c.number, c.file}, false);
+      continue;
+    }
+    const std::string idx = outputs.add(c.file + ".idx", false);
+    const std::string sub = outputs.add(c.file + ".sub", false);
     finals.push_back(c.file + ".idx");
     finals.push_back(c.file + ".sub");
-    return {std::make_unique<VobSubOutput>(idx, sub, vobSubIndex(*disc, titleSet, pgc, c.number),
-                                           kOutputBuffer),
-            c.file + ".sub"};
-  }
-  std::string temp = outputs.add(c.file, false);
-  finals.push_back(c.file);
-  if (c.kind == kDts) return {std::make_unique<DtsOutput>(temp, c.number, kOutputBuffer), c.file};
-  return {std::make_unique<LpcmWavOutput>(temp, c.number, kOutputBuffer), c.file};
-}
-
-void finishSinks(std::vector<Sink>& sinks, const FirstTimestamps& timestamps) {
-  for (Sink& s : sinks) {
-    if (auto* vobsub = dynamic_cast<VobSubOutput*>(s.sink.get()))
-      vobsub->setOrigin(timestamps.first(FirstTimestamps::video));
-    s.sink->finish();
+    extraction.addVobSub(c.file + ".sub", idx, sub, vobSubIndex(in, c.number));
   }
 }
 
-bool anyWriteFailed(const std::vector<Sink>& sinks) {
-  for (const Sink& s : sinks)
-    if (s.sink->writeFailed()) return true;
-  return false;
+[[noreturn]] void readFailed(const std::string& where, std::int64_t missing) {
+  fail(where, "read failed " + std::to_string(missing) +
+                  " bytes before the end (truncated or unreadable file?)");
+}
+
+// Feeds the whole input to the extraction, in input order.
+void extractAll(Extraction& extraction, Input& in, const std::string& input, bool quiet) {
+  ProgressLine progress(quiet, in.total);
+  std::int64_t done = 0;
+  auto feed = [&](const std::uint8_t* bytes, std::int32_t count) {
+    extraction.feed(bytes, static_cast<std::size_t>(count));
+    done += count;
+  };
+  if (in.mapped) {
+    const std::string name = baseName(input);
+    for (std::int64_t at = 0; at < in.total; at += static_cast<std::int64_t>(kChunkSize)) {
+      feed(in.mapped->bytes() + at, static_cast<std::int32_t>(std::min<std::int64_t>(
+                                        static_cast<std::int64_t>(kChunkSize), in.total - at)));
+      // Bytes the system could no longer give were read as zeros.
+      if (in.mapped->missingFrom() >= 0) readFailed(input, in.total - in.mapped->missingFrom());
+      in.mapped->doneBefore(done);
+      progress.update(done, name);
+    }
+  } else {
+    ReadAhead chunks(in.readers, in.total, kChunkSize, kChunksAhead);
+    while (const ReadAhead::Chunk* chunk = chunks.next()) {
+      feed(chunk->bytes.data(), chunk->count);
+      if (chunk->count < chunk->want)
+        readFailed(in.disc ? in.disc->folder + "/" + chunk->where : input, in.total - done);
+      progress.update(done, chunk->where);
+    }
+  }
+  progress.finish();
 }
 
 void warnNoPacket(const std::string& name) {
@@ -217,18 +289,13 @@ void warnNoPacket(const std::string& name) {
                name.c_str());
 }
 
-// Shows `count` whole packs, the first the `first`-th of the input, to every
-// sink; an LPCM stream that cannot be followed fails the run.
-void feedSinks(std::vector<Sink>& sinks, const std::uint8_t* packs, std::int32_t count,
-               std::int64_t first) {
-  for (Sink& s : sinks) {
-    try {
-      for (std::int32_t i = 0; i < count; ++i)
-        s.sink->take(packs + std::size_t{VobDemuxer::packSize} * static_cast<std::size_t>(i),
-                     first + i);
-    } catch (const LpcmFormatError& error) {
-      fail(s.name, error.what());
-    }
+void printDelays(const Extraction& extraction) {
+  for (const Extraction::Delay& delay : extraction.delays()) {
+    if (delay.milliseconds)
+      std::printf("%s: delay %lld ms\n", delay.name.c_str(),
+                  static_cast<long long>(*delay.milliseconds));
+    else
+      std::printf("%s: delay unknown (%s)\n", delay.name.c_str(), delay.unknownBecause.c_str());
   }
 }
 
@@ -251,142 +318,36 @@ int runDemux(const std::vector<std::string>& argv) {
   if (args.help) return printHelp(kHelp);
   if (args.positional.size() != 1)
     usage("demux", "give exactly one VIDEO_TS folder, disc image or VOB file");
-  std::vector<Choice> choices;
-  for (const auto& v : args.values("--ac3")) choices.push_back(parseChoice("--ac3", v, kAc3, 7));
-  for (const auto& v : args.values("--mpeg")) choices.push_back(parseChoice("--mpeg", v, kMpeg, 31));
-  for (const auto& v : args.values("--sub")) choices.push_back(parseChoice("--sub", v, kSub, 31));
-  for (const auto& v : args.values("--dts")) choices.push_back(parseChoice("--dts", v, kDts, 7));
-  for (const auto& v : args.values("--lpcm")) choices.push_back(parseChoice("--lpcm", v, kLpcm, 7));
-  for (const auto& v : args.values("--vobsub"))
-    choices.push_back(parseChoice("--vobsub", v, kVobSub, 31));
-  for (std::size_t i = 0; i < choices.size(); ++i)
-    for (std::size_t j = 0; j < i; ++j)
-      if (choices[i].kind == choices[j].kind && choices[i].number == choices[j].number)
-        usage("demux", "stream " + std::to_string(choices[i].number) + " chosen twice");
-  if (choices.empty() && !args.has("--video"))
-    usage("demux", "choose at least one stream (--ac3, --mpeg, --dts, --lpcm, --sub, --vobsub or --video)");
-  const bool timing = args.has("--timing");
-
+  const std::vector<Choice> choices = parseChoices(args);
   const std::string& input = args.positional[0];
-  // The input, opened once per reading thread (see ReadAhead).
-  std::vector<ReadAhead::Source> readers;
-  // A VOB file is read through a mapping where the system gives one.
-  std::unique_ptr<platform::MappedFile> mapped;
-  std::shared_ptr<Disc> disc;
-  std::int64_t total = 0;
-  std::int32_t titleSet = 0, pgc = 0;
-  if (isDirectory(input) || isDiscImage(input)) {
-    if (!args.has("--title")) usage("demux", "missing --title N for a VIDEO_TS folder");
-    if (!args.has("--pgc")) usage("demux", "missing --pgc P for a VIDEO_TS folder");
-    titleSet = args.number("--title", 1, 99, 0);
-    pgc = args.number("--pgc", 1, 9999, 0);
-    std::int32_t cell = args.number("--cell", 1, 9999, 0);
-    for (int i = 0; i < kReaders; ++i) {
-      disc = std::make_shared<Disc>(input);
-      disc->select(titleSet, pgc, cell, args.has("--playback-order"));
-      readers.push_back(discSource(disc));
-    }
-    total = disc->reader->getRangeLength();
-  } else {
-    if (args.has("--title") || args.has("--pgc") || args.has("--cell") ||
-        args.has("--playback-order"))
-      usage("demux",
-            "--title, --pgc, --cell and --playback-order are for a VIDEO_TS folder, not a file");
-    if (!isRegularFile(input)) fail(input, "no such file or folder");
-    if (args.has("--vobsub"))
-      usage("demux", "--vobsub needs a VIDEO_TS folder or disc image: a VOB file has no IFO "
-                     "to give the palette, frame size and language");
-    mapped = platform::MappedFile::open(input);
-    if (mapped) total = mapped->size();
-    for (int i = 0; i < kReaders && !mapped; ++i) {
-      auto file = std::make_shared<mpdx::IFileStream>(input.c_str());
-      total = file->getLength();
-      if (total < 0 || file->tell() < 0) fail(input, "cannot be opened");
-      readers.push_back(fileSource(file, baseName(input)));
-    }
-  }
+  Input in = isDirectory(input) || isDiscImage(input) ? openDisc(args, input)
+                                                      : openVobFile(args, input);
 
-  // The outputs: the demultiplexer writes to temporary names, renamed only
-  // when the whole input was read. `outputs` outlives the demultiplexer,
-  // which must close its files before they are renamed or removed.
+  // The outputs are written under temporary names, renamed only when the
+  // whole input was read. `outputs` outlives the extraction, whose files
+  // must be closed before they are renamed or removed.
   OutputSet outputs;
   std::vector<std::string> finals;
-  FirstTimestamps timestamps;
-  std::vector<Sink> sinks;
   {
-    VobDemuxer demuxer(nullptr);
-    demuxer.setOutputBuffer(kOutputBuffer);
-    for (const auto& c : choices) {
-      if (c.kind != kAc3 && c.kind != kMpeg && c.kind != kSub) continue;
-      std::string temp = outputs.add(c.file, timing);
-      finals.push_back(c.file);
-      int result = c.kind == 3 ? demuxer.AddSubtitle(temp.c_str(), c.number, timing)
-                               : demuxer.AddAudio(temp.c_str(), c.kind, c.number, timing);
-      if (result != 0) fail(c.file, "cannot be set up as an output");
-    }
-    if (args.has("--video")) {
-      std::string temp = outputs.add(args.value("--video"), timing);
-      finals.push_back(args.value("--video"));
-      demuxer.AddVideo(temp.c_str(), timing);
-    }
-    for (const auto& c : choices)
-      if (c.kind == kDts || c.kind == kLpcm || c.kind == kVobSub)
-        sinks.push_back(makeSink(c, outputs, finals, disc.get(), titleSet, pgc));
-
+    Extraction extraction(kOutputBuffer);
     try {
-      ProgressLine progress(args.quiet, total);
-      std::int64_t done = 0;
-      auto demultiplex = [&](const std::uint8_t* bytes, std::int32_t count) {
-        demuxer.Demultiplex(bytes, count);
-        const std::int32_t packs = count / VobDemuxer::packSize;
-        timestamps.scan(bytes, static_cast<std::size_t>(packs));
-        feedSinks(sinks, bytes, packs, done / VobDemuxer::packSize);
-        done += count;
-      };
-      auto readFailed = [&](const std::string& where, std::int64_t at) {
-        fail(disc ? disc->folder + "/" + where : input,
-             "read failed " + std::to_string(total - at) +
-                 " bytes before the end (truncated or unreadable file?)");
-      };
-      if (mapped) {
-        const std::string name = baseName(input);
-        for (std::int64_t at = 0; at < total; at += static_cast<std::int64_t>(kChunkSize)) {
-          demultiplex(mapped->bytes() + at,
-                      static_cast<std::int32_t>(std::min<std::int64_t>(
-                          static_cast<std::int64_t>(kChunkSize), total - at)));
-          // Bytes the system could no longer give were read as zeros.
-          if (mapped->missingFrom() >= 0) readFailed(name, mapped->missingFrom());
-          mapped->doneBefore(done);
-          progress.update(done, name);
-        }
-      } else {
-        ReadAhead chunks(readers, total, kChunkSize, kChunksAhead);
-        while (const ReadAhead::Chunk* chunk = chunks.next()) {
-          demultiplex(chunk->bytes.data(), chunk->count);
-          if (chunk->count < chunk->want) readFailed(chunk->where, done);
-          progress.update(done, chunk->where);
-        }
-      }
-      progress.finish();
-      if (demuxer.heldCount() != 0)
-        fail(input, "truncated: ends " + std::to_string(demuxer.heldCount()) +
-                        " bytes into a 2048-byte pack");
-      demuxer.CloseAll();
-      finishSinks(sinks, timestamps);
-      if (demuxer.writeFailed() || anyWriteFailed(sinks))
-        fail(describe(finals), "could not be written completely (is the disk full?)");
-    } catch (...) {
-      demuxer.CloseAll();
-      timing::closeAllTimingFiles();
-      throw;
+      addOutputs(extraction, outputs, finals, choices, args, in);
+      extractAll(extraction, in, input, args.quiet);
+    } catch (const ExtractionError& error) {
+      fail(error.file, error.what());
     }
+    if (extraction.trailingBytes() != 0)
+      fail(input, "truncated: ends " + std::to_string(extraction.trailingBytes()) +
+                      " bytes into a 2048-byte pack");
+    extraction.finish();
+    if (extraction.writeFailed())
+      fail(describe(finals), "could not be written completely (is the disk full?)");
+    outputs.commitAll();
+    for (const auto& name : finals)
+      if (isRegularFile(name) && std::filesystem::file_size(std::filesystem::u8path(name)) == 0)
+        warnNoPacket(name);
+    if (!args.quiet) printDelays(extraction);
   }
-  timing::closeAllTimingFiles();
-  outputs.commitAll();
-  for (const auto& name : finals)
-    if (isRegularFile(name) && std::filesystem::file_size(std::filesystem::u8path(name)) == 0)
-      warnNoPacket(name);
-  if (!args.quiet) printDelays(choices, timestamps);
   return 0;
 }
 

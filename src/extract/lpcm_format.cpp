@@ -1,4 +1,4 @@
-#include "demux/lpcm_format.h"
+#include "extract/lpcm_format.h"
 
 #include <algorithm>
 #include <cstring>

@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "demux/lpcm_format.h"
-#include "demux/pack_sink.h"
+#include "extract/lpcm_format.h"
+#include "extract/pack_sink.h"
 #include "input/output_file_stream.h"
 
 // A packet whose header a WAV file cannot follow: a reserved quantization,
@@ -26,9 +26,8 @@ class LpcmWavOutput : public PackSink {
  public:
   LpcmWavOutput(const std::string& file, int number, std::size_t buffer);
   // Throws LpcmFormatError, saying at which pack and byte of the input.
-  void take(const std::uint8_t* pack, std::int64_t index) override;
-  void finish() override;
-  bool sawStream() const override { return seen_; }
+  void take(const std::uint8_t* packs, std::size_t count, std::int64_t first) override;
+  void finish(const FirstTimestamps& seen) override;
   bool writeFailed() const override { return failed_ || (file_ && file_->writeFailed()); }
 
   // The stream's format, once a packet has given it.
@@ -44,7 +43,6 @@ class LpcmWavOutput : public PackSink {
   std::unique_ptr<OutputFileStream> file_;
   int substream_;
   int number_;
-  bool seen_ = false;
   bool failed_ = false;
   std::optional<LpcmFormat> format_;
   std::vector<std::uint8_t> pending_;  // an incomplete group

@@ -1,10 +1,10 @@
-#include "demux/lpcm_wav_output.h"
+#include "extract/lpcm_wav_output.h"
 
 #include <algorithm>
 
-#include "demux/private_packets.h"
 #include "demux/program_stream.h"
-#include "demux/wav_header.h"
+#include "extract/private_packets.h"
+#include "extract/wav_header.h"
 
 namespace {
 
@@ -26,15 +26,17 @@ LpcmWavOutput::LpcmWavOutput(const std::string& file, int number, std::size_t bu
       substream_(ps::kLpcmSubstream + number),
       number_(number) {}
 
-void LpcmWavOutput::take(const std::uint8_t* pack, std::int64_t index) {
-  std::size_t at = 0;
-  PrivatePacket packet;
-  while (nextPrivatePacket(pack, &at, &packet))
-    if (packet.substream == substream_) takePacket(packet.data, packet.size, index);
+void LpcmWavOutput::take(const std::uint8_t* packs, std::size_t count, std::int64_t first) {
+  for (std::size_t i = 0; i < count; ++i) {
+    std::size_t at = 0;
+    PrivatePacket packet;
+    while (nextPrivatePacket(packs + i * ps::kPackSize, &at, &packet))
+      if (packet.substream == substream_)
+        takePacket(packet.data, packet.size, first + static_cast<std::int64_t>(i));
+  }
 }
 
 void LpcmWavOutput::takePacket(const std::uint8_t* data, std::size_t size, std::int64_t index) {
-  seen_ = true;
   if (size < kSkipped + kHeader) return;  // no header: nothing to place the bytes by
   checkFormat(data + kSkipped, index);
   writeSamples(data + kSkipped + kHeader, size - kSkipped - kHeader);
@@ -76,7 +78,7 @@ void LpcmWavOutput::writeSamples(const std::uint8_t* data, std::size_t size) {
   dataBytes_ += samples_.size();
 }
 
-void LpcmWavOutput::finish() {
+void LpcmWavOutput::finish(const FirstTimestamps&) {
   file_->flush();
   file_->close();
   failed_ = file_->writeFailed();

@@ -1,7 +1,8 @@
-#include "demux/vobsub_output.h"
+#include "extract/vobsub_output.h"
 
-#include "demux/private_packets.h"
 #include "demux/program_stream.h"
+#include "extract/first_timestamps.h"
+#include "extract/private_packets.h"
 
 namespace {
 
@@ -16,7 +17,11 @@ VobSubOutput::VobSubOutput(const std::string& idxFile, const std::string& subFil
                            VobSubIndex index, std::size_t buffer)
     : idxFile_(idxFile), sub_(subFile.c_str(), true, buffer), index_(std::move(index)) {}
 
-void VobSubOutput::take(const std::uint8_t* pack, std::int64_t) {
+void VobSubOutput::take(const std::uint8_t* packs, std::size_t count, std::int64_t) {
+  for (std::size_t i = 0; i < count; ++i) takePack(packs + i * ps::kPackSize);
+}
+
+void VobSubOutput::takePack(const std::uint8_t* pack) {
   const int substream = ps::kSubpictureSubstream + index_.number;
   std::size_t at = 0;
   PrivatePacket packet;
@@ -28,7 +33,6 @@ void VobSubOutput::take(const std::uint8_t* pack, std::int64_t) {
     if (!pts) pts = packet.pts;
   }
   if (!carries) return;
-  seen_ = true;
   // A packet with a time stamp opens a subtitle.
   if (pts) {
     index_.entries.push_back({0, sub_.tell()});
@@ -37,11 +41,12 @@ void VobSubOutput::take(const std::uint8_t* pack, std::int64_t) {
   sub_.write(pack, static_cast<std::uint32_t>(ps::kPackSize));
 }
 
-void VobSubOutput::finish() {
+void VobSubOutput::finish(const FirstTimestamps& seen) {
+  const std::int64_t origin = seen.first(FirstTimestamps::video).value_or(0);
   sub_.flush();
   sub_.close();
   for (std::size_t i = 0; i < stamps_.size(); ++i)
-    index_.entries[i].milliseconds = milliseconds(stamps_[i] - origin_.value_or(0));
+    index_.entries[i].milliseconds = milliseconds(stamps_[i] - origin);
   const std::string text = index_.text();
   OutputFileStream idx(idxFile_.c_str(), true);
   const bool opened = idx.isOpen();

@@ -1,4 +1,4 @@
-#include "demux/first_timestamps.h"
+#include "extract/first_timestamps.h"
 
 #include <gtest/gtest.h>
 

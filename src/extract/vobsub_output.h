@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "demux/pack_sink.h"
-#include "demux/vobsub_index.h"
+#include "extract/pack_sink.h"
+#include "extract/vobsub_index.h"
 #include "input/output_file_stream.h"
 
 class VobSubOutput : public PackSink {
@@ -19,19 +19,18 @@ class VobSubOutput : public PackSink {
   // `index` holds the size, palette, language and number for the .idx.
   VobSubOutput(const std::string& idxFile, const std::string& subFile, VobSubIndex index,
                std::size_t buffer);
-  void take(const std::uint8_t* pack, std::int64_t index) override;
-  // Call before finish(): the video's first time stamp, if any.
-  void setOrigin(std::optional<std::int64_t> videoPts) { origin_ = videoPts; }
-  void finish() override;
-  bool sawStream() const override { return seen_; }
+  void take(const std::uint8_t* packs, std::size_t count, std::int64_t first) override;
+  // Times count from the video's first time stamp in `seen`, when there is one.
+  void finish(const FirstTimestamps& seen) override;
   bool writeFailed() const override { return failed_ || sub_.writeFailed(); }
 
  private:
+  // One pack: kept whole when it carries the stream.
+  void takePack(const std::uint8_t* pack);
+
   std::string idxFile_;
   OutputFileStream sub_;
   VobSubIndex index_;
   std::vector<std::int64_t> stamps_;  // each entry's PTS, rebased by finish()
-  std::optional<std::int64_t> origin_;
-  bool seen_ = false;
   bool failed_ = false;
 };

@@ -1,4 +1,4 @@
-#include "demux/private_packets.h"
+#include "extract/private_packets.h"
 
 #include "demux/program_stream.h"
 

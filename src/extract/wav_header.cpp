@@ -1,4 +1,4 @@
-#include "demux/wav_header.h"
+#include "extract/wav_header.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "demux/vobsub_index.h"
+#include "extract/vobsub_index.h"
 
 #include <algorithm>
 #include <cmath>

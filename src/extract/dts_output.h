@@ -5,19 +5,17 @@
 #include <cstddef>
 #include <string>
 
-#include "demux/pack_sink.h"
+#include "extract/pack_sink.h"
 #include "input/output_file_stream.h"
 
 class DtsOutput : public PackSink {
  public:
   DtsOutput(const std::string& file, int number, std::size_t buffer);
-  void take(const std::uint8_t* pack, std::int64_t index) override;
-  void finish() override;
-  bool sawStream() const override { return seen_; }
+  void take(const std::uint8_t* packs, std::size_t count, std::int64_t first) override;
+  void finish(const FirstTimestamps& seen) override;
   bool writeFailed() const override { return file_.writeFailed(); }
 
  private:
   OutputFileStream file_;
   int substream_;
-  bool seen_ = false;
 };

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "demux/lpcm_format.h"
+#include "extract/lpcm_format.h"
 
 // The header for `dataBytes` bytes of samples in `format`: a plain PCM
 // format block for 16-bit mono or stereo, the extensible one (valid bits
