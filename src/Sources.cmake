@@ -25,7 +25,9 @@ set(FENNORIA_INPUT_SOURCES
   ${_src}/input/output_file_stream.cpp
   ${_src}/input/dvd_title_range.cpp
   ${_src}/input/cell_sequence.cpp
-  ${_src}/input/random_access_reader.cpp)
+  ${_src}/input/random_access_reader.cpp
+  ${_src}/input/list_source.cpp
+  ${_src}/input/title_source.cpp)
 
 # Disc images and drives: the VIDEO_TS folder inside a UDF or ISO 9660
 # volume, and the one interface through which the DVD reader opens its files.

@@ -35,6 +35,8 @@ OutputPin::OutputPin(dshow::BaseFilter* filter, CRITICAL_SECTION* lock, Multiple
       inputer_(input),
       filterLock_(lock),
       status_(statusObject),
+      listSource_(input),
+      source_(&listSource_),
       standardReader_(lock, [this](std::int64_t position, std::int32_t length, BYTE* buffer) {
         return readAt(position, length, buffer);
       }),
@@ -102,16 +104,17 @@ HRESULT OutputPin::Inactive() {
 // other file names the folder its VOB files and IFOs are in. A damaged or
 // scrambled image is logged with the reader's words and fails the load.
 void OutputPin::openNavigation(const std::string& current, const std::string& folder) {
+  DvdTitleReader& reader = *titleSource_.reader();
   OpenedDiscImage image = openDiscImage(current, current + "/VIDEO_TS");
   if (image.files) {
-    if (titleReader_->openIfo(image.files, current + "/VIDEO_TS") != 0) throw IfoLoadError(current);
+    if (reader.openIfo(image.files, current + "/VIDEO_TS") != 0) throw IfoLoadError(current);
     return;
   }
   if (image.problem != disc::Problem::NotAnImage && image.problem != disc::Problem::Unreadable) {
     FENNORIA_LOG(LOG_ERROR, 0, "%s: %s", current.c_str(), image.message.c_str());
     throw IfoLoadError(current);
   }
-  if (titleReader_->openIfo(folder) != 0) throw IfoLoadError(folder);
+  if (reader.openIfo(folder) != 0) throw IfoLoadError(folder);
 }
 
 HRESULT OutputPin::ConfigureSource() {
@@ -120,11 +123,12 @@ HRESULT OutputPin::ConfigureSource() {
   settings_.readMode = ReadSettingInt(kSettingsKeyPath, "DvdReadMode", settings_.readMode);
 
   if (settings_.readMode == 0) {
-    titleReader_.reset();
+    titleSource_.close();
+    source_ = &listSource_;
   } else {
-    if (!titleReader_) titleReader_ = std::make_unique<DvdTitleReader>(navigationLog_);
-    if (titleReader_->getLibraryVersion() < 2000)
-      platform::showMessage("Wrong DVD Lib!", "Fennoria");
+    DvdTitleReader& reader = titleSource_.open(navigationLog_);
+    source_ = &titleSource_;
+    if (reader.getLibraryVersion() < 2000) platform::showMessage("Wrong DVD Lib!", "Fennoria");
   }
 
   FileList* list = inputer_ ? inputer_->list : nullptr;
@@ -135,7 +139,7 @@ HRESULT OutputPin::ConfigureSource() {
   std::size_t separator = current.find_last_of("/\\");
   std::string folder = separator == std::string::npos ? std::string() : current.substr(0, separator);
 
-  if (titleReader_) {
+  if (DvdTitleReader* reader = titleSource_.reader()) {
     settings_.title = ReadSettingInt(kSettingsKeyPath, "DvdTitle", settings_.title);
     settings_.pgc = ReadSettingInt(kSettingsKeyPath, "DvdPgc", settings_.pgc);
     settings_.audioNumber = ReadSettingInt(kSettingsKeyPath, "DvdAudio", settings_.audioNumber);
@@ -145,11 +149,11 @@ HRESULT OutputPin::ConfigureSource() {
     FENNORIA_LOG(LOG_TRACE, 0, "DvdImg mode, title=%d, pgc=%d, audio=%d", settings_.title,
                  settings_.pgc, settings_.audioNumber);
     openNavigation(current, folder);
-    titleReader_->selectTitleSet(settings_.title, settings_.titleSelector);
+    reader->selectTitleSet(settings_.title, settings_.titleSelector);
     if (playbackOrder)
-      titleReader_->selectPlaybackOrder(settings_.pgc);
+      reader->selectPlaybackOrder(settings_.pgc);
     else
-      titleReader_->selectProgramChain(settings_.pgc);
+      reader->selectProgramChain(settings_.pgc);
   }
 
   if (demuxer_) {
@@ -165,9 +169,9 @@ HRESULT OutputPin::ConfigureSource() {
                      settings_.audioNumber);
     } else if (audioTracks_.size() == 1) {
       const auto& entry = *audioTracks_.begin();
-      if (titleReader_) {
-        titleReader_->audioSelect = entry.first;
-        titleReader_->setAudio(entry.second->streamNumber, entry.first);
+      if (DvdTitleReader* reader = titleSource_.reader()) {
+        reader->audioSelect = entry.first;
+        reader->setAudio(entry.second->streamNumber, entry.first);
       }
     } else {
       for (const auto& entry : audioTracks_) {

@@ -29,8 +29,9 @@
 #include "dshow/base_pin.h"
 #include "fennoria/source_control.h"
 #include "filter/standard_reader.h"
+#include "input/list_source.h"
+#include "input/title_source.h"
 
-class DvdTitleReader;
 class MultipleFileInputer;
 class ProgressDisplay;
 class VobDemuxer;
@@ -132,7 +133,6 @@ class OutputPin : public dshow::BasePin, public ISourceControl {
   // Tests see the state a call left behind through this one door.
   friend struct OutputPinProbe;
 
-  static constexpr std::int32_t kSectorSize = 2048;
   // Sample times count this many units per byte.
   static constexpr LONGLONG kUnitsPerByte = 10000000;
 
@@ -180,11 +180,8 @@ class OutputPin : public dshow::BasePin, public ISourceControl {
   // cut at its end, whatever was read before; the count read, or -1 when the
   // position is outside the stream. Takes the filter lock.
   std::int64_t readAt(std::int64_t position, std::int32_t length, BYTE* buffer);
-  // The stream's length in standard reads (no switch of modes); -1 if none.
-  std::int64_t standardLength();
   void reportCurrentFile();
   void feedPosition();
-  std::int64_t readerPosition() const;
 
   // State, in the order the pin keeps it.
   bool endOfStream_ = false;
@@ -194,10 +191,13 @@ class OutputPin : public dshow::BasePin, public ISourceControl {
   CRITICAL_SECTION* filterLock_;
   ProgressDisplay* status_;
   CRITICAL_SECTION ownLock_;
-  std::unique_ptr<DvdTitleReader> titleReader_;
+  // The two byte sources and the one ConfigureSource chose: the list, or
+  // the title (which owns the DVD reader and the sector carry, and stays
+  // with the pin across modes).
+  ListSource listSource_;
+  TitleSource titleSource_;
+  ByteSource* source_;
   std::unique_ptr<VobDemuxer> demuxer_;
-  BYTE sectorBuffer_[kSectorSize] = {};
-  std::int32_t carryOffset_ = 0;
   std::map<std::int32_t, std::unique_ptr<AudioTrack>> audioTracks_;
   std::map<std::int32_t, std::unique_ptr<SubtitleTrack>> subtitleTracks_;
   // The "StandardReads" setting (1: serve random-access parsers), read by

@@ -17,7 +17,7 @@ HRESULT STDMETHODCALLTYPE OutputPin::ResetSettings() {
   settings_.audioNumber = 0;
   std::memset(settings_.audioFile, 0, sizeof settings_.audioFile);
   std::strcpy(settings_.audioFile, "c:/_audio.ac3");
-  carryOffset_ = 0;
+  titleSource_.dropCarry();
   audioTracks_.clear();
   return S_OK;
 }

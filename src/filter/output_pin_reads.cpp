@@ -1,7 +1,8 @@
 // The pin's forward read path: reads that go on from where the last one
-// ended skip the seek, list mode reads the joined files, DVD mode the chosen
-// program chain's filtered sectors with a one-sector carry, and every block
-// read goes to the demultiplexer when there is one.
+// ended skip the seek, every read comes from the pin's byte source (the
+// joined files, or the chosen program chain's filtered sectors with their
+// one-sector carry), and every block read goes to the demultiplexer when
+// there is one.
 #include "filter/output_pin.h"
 
 #include <algorithm>
@@ -10,7 +11,6 @@
 
 #include "demux/vob_demuxer.h"
 #include "diag/debug_log.h"
-#include "dvdnav/dvd_title_reader.h"
 #include "input/multiple_file_inputer.h"
 #include "ui/progress_display.h"
 
@@ -74,11 +74,6 @@ HRESULT OutputPin::WaitForNext(DWORD timeout, IMediaSample** sample, DWORD_PTR* 
   return E_NOTIMPL;
 }
 
-std::int64_t OutputPin::readerPosition() const {
-  if (titleReader_) return titleReader_->getRangePosition();
-  return inputer_ ? inputer_->position : 0;
-}
-
 HRESULT OutputPin::SyncReadAligned(IMediaSample* sample) {
   if (standardReads_) return standardReader_.syncReadAligned(sample);
   if (!sample) return E_POINTER;
@@ -114,7 +109,7 @@ HRESULT OutputPin::SyncReadAligned(IMediaSample* sample) {
   seekStream(position);
   std::int32_t read = 0;
   readStream(buffer, static_cast<std::int32_t>(length), &read);
-  std::int64_t reached = readerPosition();
+  std::int64_t reached = source_->position();
   FENNORIA_LOG(LOG_TRACE, 2,
                "SyncReadAligned pos=%" PRId64 "/%" PRId64 " diff:%" PRId64 " length=%" PRId64
                " read=%d",
@@ -138,7 +133,7 @@ HRESULT OutputPin::SyncReadAligned(IMediaSample* sample) {
     FENNORIA_LOG(LOG_TRACE, 16, "CHECK_FAILED: %s", "SetActualDataLength");
     return hr;
   }
-  if (!titleReader_) reportCurrentFile();
+  reportCurrentFile();
   return S_OK;
 }
 
@@ -149,8 +144,10 @@ HRESULT OutputPin::SyncRead(LONGLONG position, LONG length, BYTE* buffer) {
   if (length == 0) return E_FAIL;
   if (!buffer) return E_POINTER;
   if (position < 0) return E_FAIL;
-  std::int64_t total = inputer_ ? inputer_->totalLength : 0;
-  std::int64_t current = inputer_ ? inputer_->position : 0;
+  // The bounds are the list's, in DVD mode too, and measured from where the
+  // list stands, not from the position asked for.
+  const std::int64_t total = listSource_.length();
+  const std::int64_t current = listSource_.position();
   if (position >= total || length < 0) return E_FAIL;
   if (length > total - current) return E_FAIL;
 
@@ -169,40 +166,32 @@ HRESULT OutputPin::SyncRead(LONGLONG position, LONG length, BYTE* buffer) {
     return S_FALSE;
   }
   demuxBlock(buffer, read);
-  if (!titleReader_) reportCurrentFile();
+  reportCurrentFile();
   return S_OK;
 }
 
 HRESULT OutputPin::Length(LONGLONG* total, LONGLONG* available) {
   Locked hold(filterLock_);
   if (total) {
-    if (!titleReader_) {
-      *total = inputer_ ? inputer_->totalLength : 0;
-      FENNORIA_LOG(LOG_TRACE, 1, "OutputPin::Length/dvd mode 0: %" PRId64,
+    const bool selection = source_->isSelection();
+    *total = source_->length();
+    FENNORIA_LOG(LOG_TRACE, 1, "OutputPin::Length/dvd mode %d: %" PRId64, selection ? 1 : 0,
+                 static_cast<std::int64_t>(*total));
+    if (selection && *total == 0) {
+      FENNORIA_LOG(LOG_TRACE, 1, "try to auto-switch to mode 0");
+      settings_.readMode = 0;
+      if (FAILED(ConfigureSource())) return E_FAIL;
+      // The list's length, also when a stored read mode kept DVD mode.
+      *total = listSource_.length();
+      FENNORIA_LOG(LOG_TRACE, 1, "OutputPin::Length NOW %" PRId64,
                    static_cast<std::int64_t>(*total));
-    } else {
-      *total = titleReader_->getRangeLength();
-      FENNORIA_LOG(LOG_TRACE, 1, "OutputPin::Length/dvd mode 1: %" PRId64,
-                   static_cast<std::int64_t>(*total));
-      if (*total == 0) {
-        FENNORIA_LOG(LOG_TRACE, 1, "try to auto-switch to mode 0");
-        settings_.readMode = 0;
-        if (FAILED(ConfigureSource())) return E_FAIL;
-        *total = inputer_ ? inputer_->totalLength : 0;
-        FENNORIA_LOG(LOG_TRACE, 1, "OutputPin::Length NOW %" PRId64,
-                     static_cast<std::int64_t>(*total));
-      }
     }
   }
   if (available && standardReads_) {
     // Every byte of the stream can be read at once.
-    std::int64_t length = standardLength();
-    *available = length < 0 ? 0 : length;
+    *available = std::max<std::int64_t>(source_->length(), 0);
   } else if (available) {
-    if (!titleReader_)
-      *available = inputer_ ? inputer_->totalLength - inputer_->position : 0;
-    else
-      *available = titleReader_->getRangeLength() - titleReader_->getRangePosition();
+    *available = source_->length() - source_->position();
     FENNORIA_LOG(LOG_TRACE, 1, "OutputPin::Length available %" PRId64,
                  static_cast<std::int64_t>(*available));
   }
@@ -211,11 +200,7 @@ HRESULT OutputPin::Length(LONGLONG* total, LONGLONG* available) {
 
 HRESULT OutputPin::seekStream(std::int64_t position) {
   if (position == streamPosition()) return S_OK;
-  std::int64_t reached = position;
-  if (titleReader_)
-    reached = titleReader_->seekRange(position);
-  else if (inputer_)
-    reached = inputer_->seek(position);
+  const std::int64_t reached = source_->seek(position);
   if (reached != position)
     FENNORIA_LOG(LOG_ERROR, 0, "VobSeek error: %" PRId64 " %" PRId64, position, reached);
   setStreamPosition(position);
@@ -224,32 +209,9 @@ HRESULT OutputPin::seekStream(std::int64_t position) {
 
 HRESULT OutputPin::readStream(BYTE* buffer, std::int32_t length, std::int32_t* bytesRead) {
   Locked hold(filterLock_);
-  if (!titleReader_) {
-    std::int64_t read = inputer_ ? inputer_->readBlock(buffer, length) : 0;
-    if (read < 0) return E_FAIL;
-    if (bytesRead) *bytesRead = static_cast<std::int32_t>(read);
-    return S_OK;
-  }
-  BYTE* dest = buffer;
-  std::int32_t left = length;
-  if (carryOffset_ != 0) {
-    std::int32_t take = std::min(kSectorSize - carryOffset_, left);
-    if (take > 0) {
-      std::memcpy(dest, sectorBuffer_ + carryOffset_, static_cast<std::size_t>(take));
-      dest += take;
-      left -= take;
-    }
-    carryOffset_ = 0;
-  }
-  while (left > 0) {
-    if (titleReader_->readFiltered(sectorBuffer_, kSectorSize) < kSectorSize) break;
-    std::int32_t take = std::min(left, kSectorSize - carryOffset_);
-    std::memcpy(dest, sectorBuffer_ + carryOffset_, static_cast<std::size_t>(take));
-    carryOffset_ = (carryOffset_ + take) & (kSectorSize - 1);
-    dest += take;
-    left -= take;
-  }
-  if (bytesRead) *bytesRead = static_cast<std::int32_t>(dest - buffer);
+  const std::int64_t read = source_->read(buffer, length);
+  if (read < 0) return E_FAIL;
+  if (bytesRead) *bytesRead = static_cast<std::int32_t>(read);
   return S_OK;
 }
 
@@ -270,20 +232,16 @@ void OutputPin::feedPosition() {
     status_->setTotalLength(total);
     fedTotal_ = total;
   }
-  status_->setPosition(std::max<std::int64_t>(readerPosition(), 0));
+  status_->setPosition(std::max<std::int64_t>(source_->position(), 0));
 }
 
 std::int64_t OutputPin::progressTotal() const {
-  if (titleReader_) return std::max<std::int64_t>(titleReader_->getRangeLength(), 0);
-  return inputer_ ? inputer_->totalLength : 0;
+  return std::max<std::int64_t>(source_->length(), 0);
 }
 
 void OutputPin::reportCurrentFile() {
-  if (!inputer_ || inputer_->fileIndex == lastReportedFile_) return;
-  const FileList* list = inputer_->list;
-  const char* name = nullptr;
-  if (list && list->names && inputer_->fileIndex >= 0 && inputer_->fileIndex < list->count)
-    name = list->names[inputer_->fileIndex];
-  if (status_) status_->setCurrentFile(name);
-  lastReportedFile_ = inputer_->fileIndex;
+  const std::optional<ByteSource::CurrentFile> file = source_->currentFile();
+  if (!file || file->index == lastReportedFile_) return;
+  if (status_) status_->setCurrentFile(file->name);
+  lastReportedFile_ = file->index;
 }

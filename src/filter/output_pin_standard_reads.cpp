@@ -1,27 +1,19 @@
 // The pin's side of random-access reads ("StandardReads" 1): the bytes of a
-// range through a RandomAccessReader over the pin's current inputs, and the
-// counter, progress, current file and demultiplexer that follow each read.
+// range from the pin's byte source, and the counter, progress, current file
+// and demultiplexer that follow each read.
 // The queue and the flush live in StandardReader, which calls readAt.
 #include "filter/output_pin.h"
 
 #include <cinttypes>
 
 #include "diag/debug_log.h"
-#include "dvdnav/dvd_title_reader.h"
-#include "input/random_access_reader.h"
 
 using dshow::Locked;
 using diag::LOG_ERROR;
 
-std::int64_t OutputPin::standardLength() {
-  Locked hold(filterLock_);
-  return RandomAccessReader(inputer_, titleReader_.get()).length();
-}
-
 std::int64_t OutputPin::readAt(std::int64_t position, std::int32_t length, BYTE* buffer) {
   Locked hold(filterLock_);
-  RandomAccessReader::Result result =
-      RandomAccessReader(inputer_, titleReader_.get()).read(position, length, buffer);
+  const RandomAccessReader::Result result = source_->readAt(position, length, buffer);
   switch (result.outcome) {
     case RandomAccessReader::Outcome::Outside:
       return -1;
@@ -45,7 +37,7 @@ std::int64_t OutputPin::readAt(std::int64_t position, std::int32_t length, BYTE*
     demuxBlock(buffer, done);
     demuxedUpTo_ = position + done;
   }
-  if (!titleReader_) reportCurrentFile();
+  reportCurrentFile();
   return done;
 }
 
