@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <unordered_map>
 
 #include "demux/stream.h"
@@ -97,16 +98,17 @@ std::shared_ptr<const ProgramChain> Decoder::programChain(std::int64_t offset, c
   return shared;
 }
 
-// The byte offset of the table whose sector number is stored at `field`, or
-// -1 when the table is absent (sector 0) or starts outside the file.
-std::int64_t tableStart(const IfoBytes& bytes, std::int64_t field, std::ostream& log,
-                        const char* table, std::int64_t headerSize) {
+// The byte offset of the table whose sector number is stored at `field`;
+// none when the table is absent (sector 0) or starts outside the file.
+std::optional<std::int64_t> tableStart(const IfoBytes& bytes, std::int64_t field,
+                                       std::ostream& log, const char* table,
+                                       std::int64_t headerSize) {
   std::int64_t sector = bytes.u32(field);
-  if (sector == 0) return -1;
+  if (sector == 0) return std::nullopt;
   std::int64_t start = sector * sectorSize;
   if (!bytes.contains(start, headerSize)) {
     note(log, table, "table lies outside the file, skipped", start, bytes);
-    return -1;
+    return std::nullopt;
   }
   return start;
 }
@@ -122,8 +124,9 @@ bool entryFits(const IfoBytes& bytes, std::int64_t offset, std::int64_t length, 
 
 void parseCellAddresses(const IfoBytes& bytes, std::int64_t field, std::vector<CellAddress>& out,
                         std::ostream& log, const char* table) {
-  std::int64_t start = tableStart(bytes, field, log, table, 8);
-  if (start < 0) return;
+  const std::optional<std::int64_t> found = tableStart(bytes, field, log, table, 8);
+  if (!found) return;
+  const std::int64_t start = *found;
   std::int64_t end = start + bytes.u32(start + 4);
   for (std::int64_t at = start + 8; at < end; at += 12) {
     if (!entryFits(bytes, at, 12, log, table)) break;
@@ -138,8 +141,9 @@ void parseCellAddresses(const IfoBytes& bytes, std::int64_t field, std::vector<C
 
 void parseVobuAddresses(const IfoBytes& bytes, std::int64_t field, std::vector<std::int32_t>& out,
                         std::ostream& log, const char* table) {
-  std::int64_t start = tableStart(bytes, field, log, table, 4);
-  if (start < 0) return;
+  const std::optional<std::int64_t> found = tableStart(bytes, field, log, table, 4);
+  if (!found) return;
+  const std::int64_t start = *found;
   std::int64_t end = start + bytes.u32(start);
   for (std::int64_t at = start + 4; at < end; at += 4) {
     if (!entryFits(bytes, at, 4, log, table)) break;
@@ -153,8 +157,9 @@ void parseMenuUnits(Decoder& decoder, std::int64_t field, std::vector<MenuLangua
                     const char* table) {
   const IfoBytes& bytes = decoder.bytes;
   std::ostream& log = decoder.log;
-  std::int64_t start = tableStart(bytes, field, log, table, 8);
-  if (start < 0) return;
+  const std::optional<std::int64_t> found = tableStart(bytes, field, log, table, 8);
+  if (!found) return;
+  const std::int64_t start = *found;
   std::int64_t units = bytes.u16(start);
   std::int64_t unit = start + 8 + 8 * units;
   for (std::int64_t u = 0; u < units; ++u) {
@@ -203,8 +208,9 @@ AttributeSet decodeAttributes(Decoder& decoder, std::int64_t offset, const char*
 void parsePartsOfTitles(const IfoBytes& bytes, std::vector<PartOfTitleList>& out,
                         std::ostream& log) {
   const char* parts = "VTS_PTT_SRPT";
-  std::int64_t start = tableStart(bytes, 0xC8, log, parts, 8);
-  if (start < 0) return;
+  const std::optional<std::int64_t> found = tableStart(bytes, 0xC8, log, parts, 8);
+  if (!found) return;
+  const std::int64_t start = *found;
   std::int64_t titles = bytes.u16(start);
   std::int64_t end = start + bytes.u32(start + 4);
   std::vector<std::int64_t> offsets;
@@ -423,11 +429,10 @@ void parseVideoManager(const IfoBytes& bytes, VideoManagerInfo& vmg, std::ostrea
   vmg.firstplay = *decoder.programChain(0x400, "first-play PGC");
 
   const char* titles = "TT_SRPT";
-  std::int64_t start = tableStart(bytes, 0xC4, log, titles, 8);
-  if (start >= 0) {
-    std::int64_t count = bytes.u16(start);
+  if (const std::optional<std::int64_t> start = tableStart(bytes, 0xC4, log, titles, 8)) {
+    std::int64_t count = bytes.u16(*start);
     for (std::int64_t i = 0; i < count; ++i) {
-      std::int64_t at = start + 8 + 12 * i;
+      std::int64_t at = *start + 8 + 12 * i;
       if (!entryFits(bytes, at, 12, log, titles)) break;
       vmg.titles.push_back({static_cast<std::int32_t>(bytes.u8(at)),
                             static_cast<std::int32_t>(bytes.u8(at + 1)),
@@ -444,10 +449,9 @@ void parseVideoManager(const IfoBytes& bytes, VideoManagerInfo& vmg, std::ostrea
   // The attribute records are read one after the other from the end of the
   // offset list; the offsets themselves are not followed.
   const char* attributes = "VTS_ATRT";
-  start = tableStart(bytes, 0xD0, log, attributes, 8);
-  if (start >= 0) {
-    std::int64_t sets = bytes.u8(start + 1) & 0x3F;
-    std::int64_t record = start + 8 + 4 * sets;
+  if (const std::optional<std::int64_t> start = tableStart(bytes, 0xD0, log, attributes, 8)) {
+    std::int64_t sets = bytes.u8(*start + 1) & 0x3F;
+    std::int64_t record = *start + 8 + 4 * sets;
     for (std::int64_t i = 0; i < sets; ++i, record += kTitleSetAttributeRecordSize) {
       if (!entryFits(bytes, record, kTitleSetAttributeRecordSize, log, attributes)) break;
       AttributeSetPair pair;
@@ -475,13 +479,12 @@ void parseTitleSet(const IfoBytes& bytes, TitleSetInfo& vts, std::ostream& log) 
   parsePartsOfTitles(bytes, vts.parts, log);
 
   const char* chains = "VTS_PGCIT";
-  std::int64_t start = tableStart(bytes, 0xCC, log, chains, 8);
-  if (start >= 0) {
-    std::int64_t count = bytes.u16(start);
+  if (const std::optional<std::int64_t> start = tableStart(bytes, 0xCC, log, chains, 8)) {
+    std::int64_t count = bytes.u16(*start);
     for (std::int64_t i = 0; i < count; ++i) {
-      std::int64_t entry = start + 8 + 8 * i;
+      std::int64_t entry = *start + 8 + 8 * i;
       if (!entryFits(bytes, entry, 8, log, chains)) break;
-      vts.programchains.push_back(decoder.programChain(start + bytes.u32(entry + 4), chains));
+      vts.programchains.push_back(decoder.programChain(*start + bytes.u32(entry + 4), chains));
     }
   }
 

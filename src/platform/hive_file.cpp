@@ -1,6 +1,7 @@
 #include "platform/hive_file.h"
 
 #include <cstdio>
+#include <optional>
 
 namespace platform {
 namespace hive {
@@ -12,11 +13,19 @@ char lower(char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' +
 bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
 
 
-int hexDigit(char c) {
+std::optional<int> hexDigit(char c) {
   if (c >= '0' && c <= '9') return c - '0';
   c = lower(c);
   if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  return -1;
+  return std::nullopt;
+}
+
+// The byte written as two hexadecimal digits at `at` of `s`, if they are.
+std::optional<char> hexByte(const std::string& s, std::size_t at) {
+  if (at + 1 >= s.size()) return std::nullopt;
+  const std::optional<int> high = hexDigit(s[at]), low = hexDigit(s[at + 1]);
+  if (!high || !low) return std::nullopt;
+  return static_cast<char>(*high * 16 + *low);
 }
 
 bool startsWithNoCase(const std::string& s, std::size_t at, const char* prefix) {
@@ -51,13 +60,12 @@ bool readQuoted(const std::string& s, std::size_t* at, std::string* out, std::st
       case 'r': out->push_back('\r'); break;
       case 't': out->push_back('\t'); break;
       case 'x': {
-        int high = i < s.size() ? hexDigit(s[i]) : -1;
-        int low = i + 1 < s.size() ? hexDigit(s[i + 1]) : -1;
-        if (high < 0 || low < 0) {
+        const std::optional<char> byte = hexByte(s, i);
+        if (!byte) {
           *reason = "bad \\x escape";
           return false;
         }
-        out->push_back(static_cast<char>(high * 16 + low));
+        out->push_back(*byte);
         i += 2;
         break;
       }
@@ -77,13 +85,12 @@ bool readHexBytes(const std::string& s, std::string* out, std::string* reason) {
   std::size_t i = 0;
   for (;;) {
     while (i < body.size() && isBlank(body[i])) ++i;
-    int high = i < body.size() ? hexDigit(body[i]) : -1;
-    int low = i + 1 < body.size() ? hexDigit(body[i + 1]) : -1;
-    if (high < 0 || low < 0) {
+    const std::optional<char> byte = hexByte(body, i);
+    if (!byte) {
       *reason = "bad hexadecimal byte";
       return false;
     }
-    out->push_back(static_cast<char>(high * 16 + low));
+    out->push_back(*byte);
     i += 2;
     while (i < body.size() && isBlank(body[i])) ++i;
     if (i == body.size()) return true;
@@ -115,12 +122,12 @@ bool readData(const std::string& s, Value* value, std::string* reason) {
     }
     std::uint32_t number = 0;
     for (char c : digits) {
-      int d = hexDigit(c);
-      if (d < 0) {
+      const std::optional<int> d = hexDigit(c);
+      if (!d) {
         *reason = "bad hexadecimal digit in a dword";
         return false;
       }
-      number = number * 16 + static_cast<std::uint32_t>(d);
+      number = number * 16 + static_cast<std::uint32_t>(*d);
     }
     value->type = 4;
     value->data.clear();
@@ -140,12 +147,12 @@ bool readData(const std::string& s, Value* value, std::string* reason) {
     }
     std::uint32_t type = 0;
     for (std::size_t i = 4; i < close; ++i) {
-      int d = hexDigit(text[i]);
-      if (d < 0) {
+      const std::optional<int> d = hexDigit(text[i]);
+      if (!d) {
         *reason = "bad type number";
         return false;
       }
-      type = type * 16 + static_cast<std::uint32_t>(d);
+      type = type * 16 + static_cast<std::uint32_t>(*d);
     }
     value->type = type;
     return readHexBytes(text.substr(close + 2), &value->data, reason);

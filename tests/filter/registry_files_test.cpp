@@ -77,6 +77,9 @@ TEST(HiveFile, RejectsMalformedLinesNamingTheLine) {
       {"[Key]\n\n\"v\"=word:1\n", 3},
       {"[Key]\n\"v\"\n", 2},
       {"\x7f\x45LF\x02\x01", 1},
+      {"[Key]\n\"v\"=\"\\x4\"\n", 2},
+      {"[Key]\n\"v\"=\"\\x", 2},
+      {"[Key]\n\"v\"=hex:0", 2},
   };
   for (const auto& c : cases) {
     hive::Document doc;
