@@ -29,10 +29,10 @@
 #include <vector>
 
 #include "demux/stream.h"
+#include "disc/open_disc_image.h"
 #include "dvdnav/dvd_title_reader.h"
 #include "dvdnav/ifo_dump.h"
 #include "dvdnav/ifo_parser.h"
-#include "disc/open_disc_image.h"
 
 // Every allocation of this program is counted: the bytes in use and their
 // peak since the last reset.

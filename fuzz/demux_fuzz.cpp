@@ -13,11 +13,11 @@
 #include <string>
 #include <vector>
 
+#include "demux/timing_file.h"
+#include "demux/vob_demuxer.h"
 #include "extract/dts_output.h"
 #include "extract/first_timestamps.h"
 #include "extract/lpcm_wav_output.h"
-#include "demux/timing_file.h"
-#include "demux/vob_demuxer.h"
 #include "extract/vobsub_output.h"
 
 #ifdef _WIN32

@@ -7,9 +7,9 @@
 #include "cli/args.h"
 #include "cli/output.h"
 #include "demux/stream.h"
-#include "dvdnav/dvd_title_reader.h"
 #include "disc/disc_files.h"
 #include "disc/open_disc_image.h"
+#include "dvdnav/dvd_title_reader.h"
 
 namespace cli {
 

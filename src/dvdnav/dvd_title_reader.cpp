@@ -4,9 +4,9 @@
 #include <cstdio>
 
 #include "demux/stream.h"
+#include "disc/disc_files.h"
 #include "dvdnav/ifo_dump.h"
 #include "dvdnav/ifo_parser.h"
-#include "disc/disc_files.h"
 
 namespace {
 

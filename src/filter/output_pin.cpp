@@ -8,12 +8,12 @@
 
 #include "demux/vob_demuxer.h"
 #include "diag/debug_log.h"
+#include "disc/open_disc_image.h"
 #include "dshow/media_type.h"
 #include "dvdnav/dvd_title_reader.h"
 #include "filter/settings_store.h"
 #include "filter/source_guids.h"
 #include "input/multiple_file_inputer.h"
-#include "disc/open_disc_image.h"
 #include "platform/message_box.h"
 
 using dshow::Locked;

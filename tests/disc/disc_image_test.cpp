@@ -8,10 +8,10 @@
 #include <memory>
 #include <sstream>
 
-#include "dvdnav/dvd_title_reader.h"
 #include "disc/disc_files.h"
 #include "disc/disc_image.h"
 #include "disc/scrambled_packs.h"
+#include "dvdnav/dvd_title_reader.h"
 #include "support/disc_images.h"
 #include "support/scratch.h"
 
