@@ -65,6 +65,9 @@ set(FENNORIA_DVDNAV_SOURCES
   ${_src}/dvdnav/ifo_parser.cpp
   ${_src}/dvdnav/ifo_dump.cpp
   ${_src}/dvdnav/chapter_list.cpp
+  ${_src}/dvdnav/disc_title.cpp
+  ${_src}/dvdnav/stream_tracks.cpp
+  ${_src}/dvdnav/title_selection.cpp
   ${_src}/dvdnav/dvd_title_reader.cpp)
 
 set(FENNORIA_CORE_SOURCES

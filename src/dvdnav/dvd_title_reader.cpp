@@ -70,6 +70,7 @@ int DvdTitleReader::loadIfos(const DiscFiles& source, const std::string& folderN
   say(3);
 
   titleSets.clear();
+  titleSetNumbers.clear();
   const char* prefix = upperCaseNames ? "VTS_" : "vts_";
   const char* suffix = upperCaseNames ? "_0.IFO" : "_0.ifo";
   std::int32_t titles = static_cast<std::int32_t>(videoManager->titles.size());
@@ -84,6 +85,7 @@ int DvdTitleReader::loadIfos(const DiscFiles& source, const std::string& folderN
     log << *titleSet;
     say(3);
     titleSets.push_back(std::move(titleSet));
+    titleSetNumbers.push_back(i);
   }
   return 0;
 }
@@ -182,16 +184,10 @@ std::string DvdTitleReader::chainName() const {
          std::to_string(titleSetNumber);
 }
 
-int DvdTitleReader::selectPlaybackOrder(std::int32_t p) {
-  pgcNumber = p;
-  // Until a chain is accepted the selection is empty, never a stale range.
-  playbackOrder = true;
-  cellOrder.assign({});
-  const dvdnav::ProgramChain* pgc = chainFor(p);
-  if (!pgc) return 1;
-  std::vector<CellSequence::Span> spans;
-  for (std::size_t i = 0; i < pgc->cells.size(); ++i) {
-    const dvdnav::CellPlayback& cell = pgc->cells[i];
+int DvdTitleReader::appendCells(const dvdnav::ProgramChain& pgc, std::int32_t firstCell,
+                                std::int32_t endCell, std::vector<CellSequence::Span>& spans) {
+  for (std::int32_t i = firstCell; i < endCell; ++i) {
+    const dvdnav::CellPlayback& cell = pgc.cells[static_cast<std::size_t>(i)];
     // The cells of an angle block are alternatives, not a sequence.
     if (cell.blockmode != 0 && cell.blocktype == 1) {
       log << chainName() << ": cell " << i + 1
@@ -210,10 +206,27 @@ int DvdTitleReader::selectPlaybackOrder(std::int32_t p) {
         << cell.endclvobu;
     say(2);
   }
-  cellOrder.assign(std::move(spans));
-  if (vobStream) vobStream->seek(static_cast<std::int64_t>(pgc->cells.front().startcfvobu) *
-                                 dvdnav::sectorSize);
   return 0;
+}
+
+int DvdTitleReader::selectPlaybackOrder(std::int32_t p) {
+  pgcNumber = p;
+  // Until a chain is accepted the selection is empty, never a stale range.
+  playbackOrder = true;
+  cellOrder.assign({});
+  const dvdnav::ProgramChain* pgc = chainFor(p);
+  if (!pgc) return 1;
+  std::vector<CellSequence::Span> spans;
+  if (appendCells(*pgc, 0, static_cast<std::int32_t>(pgc->cells.size()), spans) != 0) return 1;
+  selectSpans(std::move(spans));
+  return 0;
+}
+
+void DvdTitleReader::selectSpans(std::vector<CellSequence::Span> spans) {
+  playbackOrder = true;
+  const std::int64_t first = spans.empty() ? 0 : spans.front().first;
+  cellOrder.assign(std::move(spans));
+  if (vobStream) vobStream->seek(first * dvdnav::sectorSize);
 }
 
 int DvdTitleReader::selectProgramChainQuiet(std::int32_t p) {

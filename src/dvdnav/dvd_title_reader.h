@@ -54,6 +54,17 @@ class DvdTitleReader {
   // does not exist, has no cells, or has a cell in an angle block or one
   // that ends before it starts.
   int selectPlaybackOrder(std::int32_t p);
+  // Selects disc title `number` (1-99, the Video Manager's title table) as a
+  // player plays it: the cells of its chapters `firstChapter` to
+  // `lastChapter` (from 1; 0 for the first, or the last, chapter), in
+  // chapter order and across the title's program chains, each cell its own
+  // sectors only (see dvdnav/disc_title.h). Also selects the title's title
+  // set. 0 when selected; 1 after a message, leaving an empty selection,
+  // when the title or a chapter does not exist or cannot be played (a cell
+  // in an angle block or one that ends before it starts).
+  int selectTitle(std::int32_t number, std::int32_t firstChapter, std::int32_t lastChapter);
+  // The loaded title set numbered `number` (VTS_nn_0.IFO), or null.
+  const dvdnav::TitleSetInfo* titleSetInfo(std::int32_t number) const;
   // As selectProgramChain, without messages on failure.
   int selectProgramChainQuiet(std::int32_t p);
   // Positions the VOB files at sector `first`; the range ends before sector
@@ -97,6 +108,9 @@ class DvdTitleReader {
   bool upperCaseNames = true;
   std::unique_ptr<dvdnav::VideoManagerInfo> videoManager;
   std::vector<std::unique_ptr<dvdnav::TitleSetInfo>> titleSets;
+  // The number of each loaded title set, entry by entry: a missing file
+  // moves the later title sets down in `titleSets`, not in these numbers.
+  std::vector<std::int32_t> titleSetNumbers;
   std::ostream& log;
   std::string folder;
   // Where the files come from when not from `folder` on disk.
@@ -127,6 +141,14 @@ class DvdTitleReader {
   const dvdnav::ProgramChain* chainFor(std::int32_t p);
   // "program chain P of title set T", counted from 1, for messages.
   std::string chainName() const;
+  // Appends the spans of cells [firstCell, endCell) of `pgc`, the chain
+  // `pgcNumber` names; 1 after a message for a cell in an angle block or
+  // one that ends before it starts.
+  int appendCells(const dvdnav::ProgramChain& pgc, std::int32_t firstCell, std::int32_t endCell,
+                  std::vector<CellSequence::Span>& spans);
+  // Selects `spans` of the selected title set's VOBs for the reading half,
+  // from the first one's start.
+  void selectSpans(std::vector<CellSequence::Span> spans);
   // Sets the range of the cells [first, last] of `pgc`.
   int selectCells(const dvdnav::CellPlayback& first, const dvdnav::CellPlayback& last);
   int loadIfos(const DiscFiles& source, const std::string& location);
