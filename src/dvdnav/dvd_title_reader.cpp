@@ -116,6 +116,7 @@ int DvdTitleReader::selectTitleSet(std::int32_t n, std::int32_t titleVobs) {
 
 int DvdTitleReader::setSectorRange(std::int32_t first, std::int32_t endExclusive) {
   playbackOrder = false;
+  titleChains.clear();
   if (vobStream) vobStream->seek(static_cast<std::int64_t>(first) * dvdnav::sectorSize);
   startBlock = first;
   endBlock = endExclusive;
@@ -214,6 +215,7 @@ int DvdTitleReader::selectPlaybackOrder(std::int32_t p) {
   // Until a chain is accepted the selection is empty, never a stale range.
   playbackOrder = true;
   cellOrder.assign({});
+  titleChains.clear();
   const dvdnav::ProgramChain* pgc = chainFor(p);
   if (!pgc) return 1;
   std::vector<CellSequence::Span> spans;

@@ -100,7 +100,18 @@ class DvdTitleReader {
                              Refused refused) const;
   // Chooses the audio to keep: `mode` 0 one AC-3 substream, 1 every MPEG
   // audio stream (no AC-3), 2 one MPEG audio stream; `stream` its number.
+  // Mode kAudioOneSubstream keeps one audio substream of private stream 1
+  // (a DTS or LPCM track), `stream` its whole id (0x88, 0xA1), and drops
+  // every other audio pack, AC-3, DTS, LPCM or MPEG.
   void setAudio(std::int32_t mode, std::int32_t stream);
+  static constexpr std::int32_t kAudioOneSubstream = 3;
+  // Keeps audio track `number` (from 1, the title set's logical stream) of
+  // the selection and drops the other audio packs: the stream the track
+  // plays in the selected title's chains (or the selected program chain).
+  // 0 when chosen; 1 after a message naming the tracks there are when the
+  // selection's chains do not all carry it, or carry it as different
+  // streams, or its coding has no stream to keep.
+  int selectAudioTrack(std::int32_t number);
   // The version of this reader's interface, which the filter checks.
   static constexpr std::int32_t libraryVersion = 2000;
   std::int32_t getLibraryVersion() const { return libraryVersion; }
@@ -126,6 +137,9 @@ class DvdTitleReader {
   // reading half then reads `cellOrder` instead of [startBlock, endBlock).
   bool playbackOrder = false;
   CellSequence cellOrder;
+  // The chains (from 0) of the selected title's chapters, in the order they
+  // play; empty unless a title is selected.
+  std::vector<std::int32_t> titleChains;
 
   std::int32_t carryCount = 0;
   std::array<std::uint8_t, dvdnav::sectorSize> carryBuffer{};

@@ -57,6 +57,70 @@ std::vector<SubtitleTrack> subtitleTracks(const AttributeSet& attributes, const 
   return tracks;
 }
 
+namespace {
+
+bool sameStream(const AudioTrack& a, const AudioTrack& b) {
+  return a.carried == b.carried && a.stream == b.stream;
+}
+bool sameStream(const SubtitleTrack& a, const SubtitleTrack& b) {
+  return a.carried == b.carried && a.streams == b.streams;
+}
+
+template <typename Track, typename TracksOf>
+std::vector<Track> acrossChains(const TitleSetInfo& titleSet, const std::vector<std::int32_t>& chains,
+                                TracksOf tracksOf) {
+  std::vector<Track> tracks;
+  bool first = true;
+  for (std::int32_t c : chains) {
+    if (c < 0 || static_cast<std::size_t>(c) >= titleSet.programchains.size()) continue;
+    std::vector<Track> here = tracksOf(titleSet.attributes.title,
+                                       titleSet.programchains[static_cast<std::size_t>(c)]);
+    if (first) {
+      tracks = here;
+      first = false;
+      continue;
+    }
+    for (std::size_t i = 0; i < tracks.size() && i < here.size(); ++i)
+      if (!sameStream(tracks[i], here[i])) tracks[i].carried = false;
+  }
+  return tracks;
+}
+
+template <typename Track>
+std::string listOf(const std::vector<Track>& tracks) {
+  std::string text;
+  for (const Track& track : tracks) {
+    if (!track.carried) continue;
+    std::string language;
+    for (char c : track.attributes.specificcode)
+      if (c > 0x20 && c < 0x7F) language += c;
+    text += (text.empty() ? "" : ", ") + std::to_string(track.number) +
+            (language.empty() ? "" : " " + language);
+  }
+  return text.empty() ? "none" : text;
+}
+
+}  // namespace
+
+std::vector<AudioTrack> audioTracks(const TitleSetInfo& titleSet,
+                                    const std::vector<std::int32_t>& chains) {
+  std::vector<AudioTrack> tracks = acrossChains<AudioTrack>(
+      titleSet, chains, [](const AttributeSet& a, const ProgramChain& p) { return audioTracks(a, p); });
+  for (AudioTrack& track : tracks)
+    if (!track.carried) track.streamId = -1;
+  return tracks;
+}
+
+std::vector<SubtitleTrack> subtitleTracks(const TitleSetInfo& titleSet,
+                                          const std::vector<std::int32_t>& chains) {
+  return acrossChains<SubtitleTrack>(
+      titleSet, chains,
+      [](const AttributeSet& a, const ProgramChain& p) { return subtitleTracks(a, p); });
+}
+
+std::string trackList(const std::vector<AudioTrack>& tracks) { return listOf(tracks); }
+std::string trackList(const std::vector<SubtitleTrack>& tracks) { return listOf(tracks); }
+
 SubtitleView defaultSubtitleView(const VideoAttributes& video) {
   // Aspect code 3 is 16:9; 0 (4:3) and the reserved codes use the 4:3 stream.
   return video.aspectratio == 3 ? SubtitleView::Wide : SubtitleView::Standard;

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "dvdnav/ifo_records.h"
@@ -48,6 +49,18 @@ struct SubtitleTrack {
 std::vector<AudioTrack> audioTracks(const AttributeSet& attributes, const ProgramChain& pgc);
 // The title set's subtitle tracks as chain `pgc` plays them.
 std::vector<SubtitleTrack> subtitleTracks(const AttributeSet& attributes, const ProgramChain& pgc);
+
+// The tracks of chains played one after another (a title's, chains counted
+// from 0): the first chain's, each carried only when every chain carries
+// it as the same stream (or streams).
+std::vector<AudioTrack> audioTracks(const TitleSetInfo& titleSet,
+                                    const std::vector<std::int32_t>& chains);
+std::vector<SubtitleTrack> subtitleTracks(const TitleSetInfo& titleSet,
+                                          const std::vector<std::int32_t>& chains);
+
+// "1 en, 2 fr, 3": the carried tracks' numbers and languages, for messages.
+std::string trackList(const std::vector<AudioTrack>& tracks);
+std::string trackList(const std::vector<SubtitleTrack>& tracks);
 
 // The pack id of audio stream `stream` of a coding, -1 for a coding without
 // one.

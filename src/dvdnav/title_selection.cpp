@@ -6,6 +6,7 @@
 
 #include "dvdnav/disc_title.h"
 #include "dvdnav/dvd_title_reader.h"
+#include "dvdnav/stream_tracks.h"
 
 namespace {
 
@@ -59,10 +60,47 @@ int DvdTitleReader::selectTitle(std::int32_t number, std::int32_t firstChapter,
     }
     pgcNumber = title.chapters[static_cast<std::size_t>(first - 1)].pgc;
     selectSpans(std::move(spans));
+    titleChains = dvdnav::chainsOf(title, first, last);
     return 0;
   } catch (const dvdnav::TitleError& error) {
     log << error.what();
     say(1);
     return 1;
   }
+}
+
+int DvdTitleReader::selectAudioTrack(std::int32_t number) {
+  // The selected title's chains, or the one chain of a chain selection.
+  const dvdnav::TitleSetInfo* set = nullptr;
+  std::vector<std::int32_t> chains = titleChains;
+  if (!chains.empty()) {
+    set = titleSetInfo(titleSetNumber);
+  } else if (titleSetNumber >= 1 && static_cast<std::size_t>(titleSetNumber) <= titleSets.size()) {
+    set = titleSets[static_cast<std::size_t>(titleSetNumber - 1)].get();
+    chains.push_back(pgcNumber);
+  }
+  if (!set) {
+    log << "audio track " << number << ": no title or program chain is selected";
+    say(1);
+    return 1;
+  }
+  const std::vector<dvdnav::AudioTrack> tracks = dvdnav::audioTracks(*set, chains);
+  const dvdnav::AudioTrack* track =
+      number >= 1 && static_cast<std::size_t>(number) <= tracks.size()
+          ? &tracks[static_cast<std::size_t>(number - 1)]
+          : nullptr;
+  if (!track || !track->carried || track->streamId < 0) {
+    log << "audio track " << number << " is not played here (the tracks: "
+        << dvdnav::trackList(tracks) << ")";
+    say(1);
+    return 1;
+  }
+  switch (track->attributes.codingmode) {
+    case dvdnav::kCodingAc3: setAudio(0, track->stream); break;
+    case dvdnav::kCodingMpeg1:
+    case dvdnav::kCodingMpeg2Ext: setAudio(2, track->stream); break;
+    default: setAudio(kAudioOneSubstream, track->streamId); break;
+  }
+  audioSelect = number - 1;
+  return 0;
 }

@@ -26,6 +26,14 @@ void makePaddingPack(std::uint8_t* pack) {
   std::memset(pes + 6, 0xFF, static_cast<std::size_t>(payload));
 }
 
+// The audio substreams of private stream 1: AC-3 and DTS (0x80-0x8F) and
+// LPCM (0xA0-0xA7).
+bool isAudioSubstream(int substream) {
+  return (substream & ~0x0F) == ps::kAc3Substream || (substream & ~7) == ps::kLpcmSubstream;
+}
+
+constexpr std::int32_t kOneSubstream = DvdTitleReader::kAudioOneSubstream;
+
 }  // namespace
 
 bool DvdTitleReader::isEnd() {
@@ -90,7 +98,7 @@ bool DvdTitleReader::checkPacks(std::uint8_t* sectors, std::int32_t sectorCount)
     std::uint8_t& streamId = pes[3];
     if (ps::hasNoPesExtension(streamId)) continue;
     if (ps::isAudioStream(streamId)) {
-      if (audioMode == 0) return false;
+      if (audioMode == 0 || audioMode == kOneSubstream) return false;
       if (audioMode == 2) {
         if ((streamId & 0x1F) != audioStream) return false;
         streamId = ps::kAudioStream;  // the chosen stream always leaves as MPEG audio stream 0
@@ -99,8 +107,12 @@ bool DvdTitleReader::checkPacks(std::uint8_t* sectors, std::int32_t sectorCount)
     }
     if (streamId == ps::kPrivateStream1) {
       const int substream = pes[ps::payloadOffset(pes)];
-      if (ps::isAc3Substream(substream) && (audioMode != 0 || (substream & 7) != audioStream))
+      if (audioMode == kOneSubstream) {
+        if (isAudioSubstream(substream) && substream != audioStream) return false;
+      } else if (ps::isAc3Substream(substream) &&
+                 (audioMode != 0 || (substream & 7) != audioStream)) {
         return false;
+      }
     }
   }
   return true;
