@@ -5,6 +5,9 @@ set(FENNORIA_CLI_SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/args.cpp
   ${CMAKE_CURRENT_LIST_DIR}/output.cpp
   ${CMAKE_CURRENT_LIST_DIR}/disc.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/selection.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/json_writer.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/disc_report.cpp
   ${CMAKE_CURRENT_LIST_DIR}/cat.cpp
   ${CMAKE_CURRENT_LIST_DIR}/dvd.cpp
   ${CMAKE_CURRENT_LIST_DIR}/demux.cpp

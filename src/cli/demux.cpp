@@ -1,5 +1,5 @@
-// fennoria demux: an extraction over a program chain's sectors, or over a
-// VOB file that is already cut, writing the chosen streams (and their timing
+// fennoria demux: an extraction over a disc title's or a program chain's
+// sectors, or over a VOB file that is already cut, writing the chosen streams (and their timing
 // files) and each audio stream's delay.
 #include <cstdio>
 #include <filesystem>
@@ -9,6 +9,7 @@
 
 #include "cli/cli.h"
 #include "cli/read_ahead.h"
+#include "cli/selection.h"
 #include "demux/program_stream.h"
 #include "demux/stream.h"
 #include "dvdnav/dvd_title_reader.h"
@@ -20,22 +21,33 @@ namespace cli {
 namespace {
 
 const char* kHelp =
-    "usage: fennoria demux VIDEO_TS --title N --pgc P [--cell C] [--playback-order]\n"
+    "usage: fennoria demux VIDEO_TS --title T [--chapters A[-B]] STREAMS... [--timing]\n"
+    "       fennoria demux VIDEO_TS --titleset N --pgc P [--cell C] [--range]\n"
     "                      STREAMS... [--timing]\n"
     "       fennoria demux FILE.vob STREAMS... [--timing]\n"
     "\n"
-    "Cuts a program chain's sectors (or a VOB file that is already cut) into\n"
-    "2048-byte packs and writes the payload of each chosen stream to a file of\n"
-    "its own. Every output is written under a temporary name and renamed when\n"
-    "the whole input has been read. VIDEO_TS may also be a disc image\n"
-    "(movie.iso) or, on Linux, a drive (/dev/sr0).\n"
+    "Cuts a disc title's sectors (as 'fennoria dvd' writes them), a program\n"
+    "chain's, or a VOB file that is already cut, into 2048-byte packs and\n"
+    "writes the payload of each chosen stream to a file of its own. Every\n"
+    "output is written under a temporary name and renamed when the whole input\n"
+    "has been read. VIDEO_TS may also be a disc image (movie.iso) or, on\n"
+    "Linux, a drive (/dev/sr0).\n"
     "\n"
     "For each audio output the delay of that stream against the video is\n"
     "printed: its first time stamp less the video's first, in milliseconds\n"
     "(positive: the audio starts later). Give it to a muxer to put the\n"
     "streams back in sync.\n"
     "\n"
-    "streams (at least one; all but --video may be repeated):\n"
+    "tracks, as 'fennoria info' lists them (N from 1, or a two-letter\n"
+    "language: the first track in it), resolved through the chains' stream\n"
+    "control tables; both may be repeated:\n"
+    "  --audio N=FILE     audio track N in its own format: AC-3, DTS or MPEG\n"
+    "                     audio raw, LPCM as a WAV file\n"
+    "  --subtitle N=NAME  subtitle track N as VobSub (NAME.idx and NAME.sub),\n"
+    "                     the stream for the title's aspect (wide on a 16:9\n"
+    "                     title) unless --subtitle-view says another\n"
+    "  --subtitle-view V  4:3, wide, letterbox or pan-scan\n"
+    "streams by stream id, for any input (all but --video may be repeated):\n"
     "  --ac3 K=FILE       AC-3 audio stream K (0-7, substream 0x80+K)\n"
     "  --mpeg K=FILE      MPEG audio stream K (0-31, stream id 0xC0+K)\n"
     "  --dts K=FILE       DTS audio stream K (0-7, substream 0x88+K), raw\n"
@@ -48,28 +60,30 @@ const char* kHelp =
     "                     video's first); not for a VOB file\n"
     "  --video FILE       the video stream\n"
     "options:\n"
-    "  --title N, --pgc P, --cell C, --playback-order\n"
+    "  --title T, --chapters A[-B], --titleset N, --pgc P, --cell C, --range\n"
     "                     the selection, as for 'fennoria dvd'\n"
     "  --timing           also write FILE.timing beside each output: one line\n"
     "                     'position PTS DTS' per packet with a time stamp\n"
-    "                     (--ac3, --mpeg, --sub and --video outputs)\n"
+    "                     (AC-3, MPEG audio, --sub and --video outputs)\n"
     "  -q, --quiet        no progress line and no delays: nothing on stdout\n"
     "\n"
     "examples:\n"
-    "  fennoria demux /media/dvd/VIDEO_TS --title 1 --pgc 1 --ac3 0=en.ac3 --mpeg 1=de.mp2\n"
+    "  fennoria demux /media/dvd --title 1 --audio en=en.ac3 --audio 2=de.mp2\n"
     "    en.ac3: delay 12 ms\n"
     "    de.mp2: delay -21 ms\n"
-    "  fennoria demux /media/dvd/VIDEO_TS --title 1 --pgc 1 --sub 0=en.sub --timing\n"
-    "  fennoria demux /media/dvd/VIDEO_TS --title 1 --pgc 1 --lpcm 1=pcm.wav --vobsub 0=en\n"
-    "  fennoria demux title.vob --ac3 0=audio.ac3 --video video.m2v\n"
-    "  fennoria demux movie.iso --title 1 --pgc 1 --ac3 0=en.ac3\n";
+    "  fennoria demux movie.iso --title 2 --chapters 4 --subtitle en=en --video v.m2v\n"
+    "  fennoria demux /media/dvd -T 1 --pgc 1 --ac3 0=en.ac3 --sub 0=en.sub --timing\n"
+    "  fennoria demux /media/dvd -T 1 --pgc 1 --lpcm 1=pcm.wav --vobsub 0=en\n"
+    "  fennoria demux title.vob --ac3 0=audio.ac3 --video video.m2v\n";
 
 // A stream the user chose: one of the extraction's kinds, or (without a
-// kind) a subpicture stream as VobSub.
+// kind) a subpicture stream as VobSub, in the language of the track it was
+// chosen as (empty: the title set's subpicture record of its number).
 struct Choice {
   std::optional<StreamKind> kind;
   int number;
   std::string file;
+  std::optional<std::string> language;
 };
 
 // The stream options, in the order their outputs are set up and their
@@ -102,7 +116,11 @@ struct Input {
   std::vector<ReadAhead::Source> readers;
   std::shared_ptr<Disc> disc;  // the last of the readers' discs, for the IFO
   std::int64_t total = 0;
-  std::int32_t titleSet = 0, pgc = 0;
+  Selection selection;
+  // The title set and the first chain of the selection: frame size,
+  // languages and palette of VobSub outputs.
+  const dvdnav::TitleSetInfo* titleSet = nullptr;
+  const dvdnav::ProgramChain* chain = nullptr;
 };
 
 // Reads at an offset of the selected range, through a reader of its own.
@@ -146,47 +164,95 @@ Choice parseChoice(const StreamOption& option, const std::string& text) {
       !parseNumber(text.substr(0, equals), &number) || number < 0 || number > option.high)
     usage("demux", std::string(option.name) + " takes K=FILE with K from 0 to " +
                        std::to_string(option.high) + ", not '" + text + "'");
-  return {option.kind, static_cast<int>(number), text.substr(equals + 1)};
+  return {option.kind, static_cast<int>(number), text.substr(equals + 1), std::nullopt};
 }
 
 std::vector<Choice> parseChoices(const Args& args) {
   std::vector<Choice> choices;
   for (const StreamOption& option : kStreamOptions)
     for (const auto& value : args.values(option.name)) choices.push_back(parseChoice(option, value));
+  if (choices.empty() && !args.has("--video") && !args.has("--audio") && !args.has("--subtitle"))
+    usage("demux", "choose at least one stream (--audio, --subtitle, --ac3, --mpeg, --dts, "
+                   "--lpcm, --sub, --vobsub or --video)");
+  return choices;
+}
+
+// "N=FILE" of a track option: the track's number or language, and the file.
+std::pair<std::string, std::string> trackAndFile(const char* option, const std::string& text) {
+  std::size_t equals = text.find('=');
+  if (equals == std::string::npos || equals == 0 || equals + 1 == text.size())
+    usage("demux", std::string(option) + " takes N=FILE with N a track number from 1 or a "
+                   "two-letter language, not '" + text + "'");
+  return {text.substr(0, equals), text.substr(equals + 1)};
+}
+
+// The extraction's kind for an audio track's coding.
+StreamKind audioKind(const dvdnav::AudioTrack& track) {
+  switch (track.attributes.codingmode) {
+    case dvdnav::kCodingAc3: return StreamKind::Ac3;
+    case dvdnav::kCodingDts: return StreamKind::Dts;
+    case dvdnav::kCodingLpcm: return StreamKind::Lpcm;
+    default: return StreamKind::MpegAudio;
+  }
+}
+
+// The --audio and --subtitle choices, resolved through the selection's
+// chains to the streams they play.
+std::vector<Choice> trackChoices(const Args& args, const Input& in) {
+  std::vector<Choice> choices;
+  if (!args.has("--audio") && !args.has("--subtitle")) return choices;
+  const SelectionTracks tracks = selectionTracks(*in.disc, in.selection);
+  for (const auto& value : args.values("--audio")) {
+    auto [which, file] = trackAndFile("--audio", value);
+    const dvdnav::AudioTrack& track = findAudioTrack(tracks, which);
+    choices.push_back({audioKind(track), track.stream, file, std::nullopt});
+  }
+  const dvdnav::SubtitleView view = subtitleView(args, tracks);
+  for (const auto& value : args.values("--subtitle")) {
+    auto [which, name] = trackAndFile("--subtitle", value);
+    const dvdnav::SubtitleTrack& track = findSubtitleTrack(tracks, which);
+    choices.push_back({std::nullopt, dvdnav::subtitleStreamId(track, view) - 0x20, name,
+                       languageText(track.attributes.specificcode)});
+  }
+  return choices;
+}
+
+void refuseRepeats(const std::vector<Choice>& choices) {
   for (std::size_t i = 0; i < choices.size(); ++i)
     for (std::size_t j = 0; j < i; ++j)
       if (choices[i].kind == choices[j].kind && choices[i].number == choices[j].number)
         usage("demux", "stream " + std::to_string(choices[i].number) + " chosen twice");
-  if (choices.empty() && !args.has("--video"))
-    usage("demux", "choose at least one stream (--ac3, --mpeg, --dts, --lpcm, --sub, --vobsub or --video)");
-  return choices;
 }
 
 // A VIDEO_TS folder, disc image or drive: its selection, opened once per
 // reading thread.
 Input openDisc(const Args& args, const std::string& input) {
-  if (!args.has("--title")) usage("demux", "missing --title N for a VIDEO_TS folder");
-  if (!args.has("--pgc")) usage("demux", "missing --pgc P for a VIDEO_TS folder");
   Input in;
-  in.titleSet = args.number("--title", 1, 99, 0);
-  in.pgc = args.number("--pgc", 1, 9999, 0);
-  std::int32_t cell = args.number("--cell", 1, 9999, 0);
+  in.selection = parseSelection(args, true);
   for (int i = 0; i < kReaders; ++i) {
     in.disc = std::make_shared<Disc>(input);
-    in.disc->select(in.titleSet, in.pgc, cell, args.has("--playback-order"));
+    select(*in.disc, in.selection);
     in.readers.push_back(discSource(in.disc));
   }
-  in.total = in.disc->reader->getRangeLength();
+  const DvdTitleReader& reader = *in.disc->reader;
+  in.total = reader.getRangeLength();
+  if (in.selection.title != 0) {
+    in.titleSet = reader.titleSetInfo(reader.titleSetNumber);
+  } else {
+    in.titleSet = reader.titleSets[static_cast<std::size_t>(in.selection.titleSet - 1)].get();
+  }
+  in.chain = &in.titleSet->programchains[static_cast<std::size_t>(reader.pgcNumber)];
   return in;
 }
 
 // A VOB file: mapped where the system gives a mapping, else opened once per
 // reading thread.
 Input openVobFile(const Args& args, const std::string& input) {
-  if (args.has("--title") || args.has("--pgc") || args.has("--cell") ||
-      args.has("--playback-order"))
-    usage("demux",
-          "--title, --pgc, --cell and --playback-order are for a VIDEO_TS folder, not a file");
+  bool selected = args.has("--audio") || args.has("--subtitle") || args.has("--subtitle-view");
+  for (const OptionDef& option : selectionOptions()) selected = selected || args.has(option.name);
+  if (selected)
+    usage("demux", "--title, --chapters, --titleset, --pgc, --cell, --range, --playback-order, "
+                   "--audio, --subtitle and --subtitle-view are for a VIDEO_TS folder, not a file");
   if (!isRegularFile(input)) fail(input, "no such file or folder");
   if (args.has("--vobsub"))
     usage("demux", "--vobsub needs a VIDEO_TS folder or disc image: a VOB file has no IFO "
@@ -203,20 +269,23 @@ Input openVobFile(const Args& args, const std::string& input) {
   return in;
 }
 
-// What the .idx of subpicture stream `number` says besides the times: the
-// title set's frame size and the stream's language, the chain's palette.
-VobSubIndex vobSubIndex(const Input& in, int number) {
-  const auto& set = *in.disc->reader->titleSets[static_cast<std::size_t>(in.titleSet - 1)];
-  const auto& attributes = set.attributes.title;
+// What the .idx of a subpicture choice says besides the times: the title
+// set's frame size, the track's (or stream's) language, the palette of the
+// selection's first chain.
+VobSubIndex vobSubIndex(const Input& in, const Choice& choice) {
+  const auto& attributes = in.titleSet->attributes.title;
   VobSubIndex index;
-  index.number = number;
+  index.number = choice.number;
   pictureSize(attributes.video.tvsystem, attributes.video.picturesize, &index.width,
               &index.height);
-  const auto& palette = set.programchains[static_cast<std::size_t>(in.pgc - 1)].palette;
+  const auto& palette = in.chain->palette;
   for (std::size_t i = 0; i < palette.size(); ++i)
     index.palette[i] = yCrCbToRgb(palette[i].y, palette[i].cr, palette[i].cb);
-  if (static_cast<std::size_t>(number) < attributes.subpictures.size())
-    index.language = languageText(attributes.subpictures[static_cast<std::size_t>(number)].specificcode);
+  if (choice.language)
+    index.language = *choice.language;
+  else if (static_cast<std::size_t>(choice.number) < attributes.subpictures.size())
+    index.language =
+        languageText(attributes.subpictures[static_cast<std::size_t>(choice.number)].specificcode);
   return index;
 }
 
@@ -245,7 +314,7 @@ void addOutputs(Extraction& extraction, OutputSet& outputs, std::vector<std::str
     const std::string sub = outputs.add(c.file + ".sub", false);
     finals.push_back(c.file + ".idx");
     finals.push_back(c.file + ".sub");
-    extraction.addVobSub(c.file + ".sub", idx, sub, vobSubIndex(in, c.number));
+    extraction.addVobSub(c.file + ".sub", idx, sub, vobSubIndex(in, c));
   }
 }
 
@@ -302,26 +371,29 @@ void printDelays(const Extraction& extraction) {
 }  // namespace
 
 int runDemux(const std::vector<std::string>& argv) {
-  Args args("demux", argv,
-            {{"--title", "-t", true, false},
-             {"--pgc", "-p", true, false},
-             {"--cell", "-c", true, false},
-             {"--ac3", nullptr, true, true},
-             {"--mpeg", nullptr, true, true},
-             {"--sub", nullptr, true, true},
-             {"--dts", nullptr, true, true},
-             {"--lpcm", nullptr, true, true},
-             {"--vobsub", nullptr, true, true},
-             {"--video", nullptr, true, false},
-             {"--playback-order", nullptr, false, false},
-             {"--timing", nullptr, false, false}});
+  std::vector<OptionDef> options = selectionOptions();
+  options.insert(options.end(), {{"--audio", nullptr, true, true},
+                                 {"--subtitle", nullptr, true, true},
+                                 {"--subtitle-view", nullptr, true, false},
+                                 {"--ac3", nullptr, true, true},
+                                 {"--mpeg", nullptr, true, true},
+                                 {"--sub", nullptr, true, true},
+                                 {"--dts", nullptr, true, true},
+                                 {"--lpcm", nullptr, true, true},
+                                 {"--vobsub", nullptr, true, true},
+                                 {"--video", nullptr, true, false},
+                                 {"--timing", nullptr, false, false}});
+  Args args("demux", argv, options);
   if (args.help) return printHelp(kHelp);
   if (args.positional.size() != 1)
     usage("demux", "give exactly one VIDEO_TS folder, disc image or VOB file");
-  const std::vector<Choice> choices = parseChoices(args);
+  std::vector<Choice> choices = parseChoices(args);
   const std::string& input = args.positional[0];
   Input in = isDirectory(input) || isDiscImage(input) ? openDisc(args, input)
                                                       : openVobFile(args, input);
+  const std::vector<Choice> tracks = trackChoices(args, in);
+  choices.insert(choices.end(), tracks.begin(), tracks.end());
+  refuseRepeats(choices);
 
   // The outputs are written under temporary names, renamed only when the
   // whole input was read. `outputs` outlives the extraction, whose files

@@ -87,36 +87,28 @@ void Disc::load(std::shared_ptr<const DiscFiles> image, bool dumpToStdout) {
 
 Disc::~Disc() = default;
 
-void Disc::select(std::int32_t titleSet, std::int32_t pgc, std::int32_t cell,
-                  bool playbackOrder) {
-  std::int32_t sets = static_cast<std::int32_t>(reader->titleSets.size());
-  if (titleSet < 1 || titleSet > sets)
-    fail(folder, "title set " + std::to_string(titleSet) + " does not exist (the disc has " +
-                     std::to_string(sets) + ")");
-  const auto& chains = reader->titleSets[titleSet - 1]->programchains;
-  std::int32_t count = static_cast<std::int32_t>(chains.size());
-  if (pgc < 1 || pgc > count)
-    fail(folder, "program chain " + std::to_string(pgc) + " does not exist in title set " +
-                     std::to_string(titleSet) + " (it has " + std::to_string(count) + ")");
-  std::int32_t cells = static_cast<std::int32_t>(chains[pgc - 1].cells.size());
-  if (cells == 0)
-    fail(folder, "program chain " + std::to_string(pgc) + " of title set " +
-                     std::to_string(titleSet) + " has no cells");
-  if (cell != 0 && (cell < 1 || cell > cells))
-    fail(folder, "cell " + std::to_string(cell) + " does not exist in program chain " +
-                     std::to_string(pgc) + " of title set " + std::to_string(titleSet) +
-                     " (it has " + std::to_string(cells) + ")");
+void Disc::check(int result) {
+  if (result != 0) fail(folder, messages_.empty() ? "the selection failed" : messages_.back());
+}
 
+void Disc::select(std::int32_t titleSet, std::int32_t pgc, std::int32_t cell, bool range) {
   messages_.clear();
   reader->selectTitleSet(titleSet, 1);
-  int result = playbackOrder && cell == 0 ? reader->selectPlaybackOrder(pgc - 1)
-                                          : reader->selectProgramChain(pgc - 1);
-  if (result == 0 && cell != 0) result = reader->selectCell(cell - 1);
-  if (result != 0)
-    fail(folder, messages_.empty() ? "the selection failed" : messages_.back());
+  check(!range && cell == 0 ? reader->selectPlaybackOrder(pgc - 1)
+                            : reader->selectProgramChain(pgc - 1));
+  if (cell != 0) check(reader->selectCell(cell - 1));
+  checkVobs(titleSet);
+}
 
+void Disc::selectTitle(std::int32_t title, std::int32_t first, std::int32_t last) {
+  messages_.clear();
+  check(reader->selectTitle(title, first, last));
+  checkVobs(reader->titleSetNumber);
+}
+
+void Disc::checkVobs(std::int32_t titleSet) {
   // Every VOB part must be whole sectors, and the parts must reach the end
-  // of the range: anything less is a truncated (or missing) file.
+  // of the selection: anything less is a truncated (or missing) file.
   const ConcatenatedStream& vobs = *reader->vobStream;
   std::string last;
   for (const auto& entry : vobs.entries) {

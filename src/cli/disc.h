@@ -23,13 +23,16 @@ bool isDiscImage(const std::string& path);
 struct Disc {
   explicit Disc(const std::string& folder, bool dumpToStdout = false);
   ~Disc();
-  // Checks the 1-based title set and program chain (and cell, 0 for none)
-  // and selects the range, or with `playbackOrder` the chain's cells in
-  // order (one cell is the same either way), on a fresh set of VOB files.
-  // Fails with a clear message when the numbers name nothing, the chain
-  // cannot be played in order, or the VOB files end too soon.
-  void select(std::int32_t titleSet, std::int32_t pgc, std::int32_t cell,
-              bool playbackOrder = false);
+  // Selects program chain `pgc` of title set `titleSet` (and its cell
+  // `cell`, 0 for none; all from 1, numbers the disc has: see
+  // cli/selection.h), its cells in playback order or with `range` the
+  // sectors from its first cell to its last (one cell is the same either
+  // way), on a fresh set of VOB files. Fails with a clear message when the
+  // chain cannot be played in order or the VOB files end too soon.
+  void select(std::int32_t titleSet, std::int32_t pgc, std::int32_t cell, bool range);
+  // Selects chapters `first` to `last` (0: the first, the last) of disc
+  // title `title`, a title the disc has; fails as `select` does.
+  void selectTitle(std::int32_t title, std::int32_t first, std::int32_t last);
   // The name of the VOB file the reader stands in.
   std::string currentVob() const;
 
@@ -47,6 +50,11 @@ struct Disc {
 
   // Loads the navigation files from the folder, or from `image` when given.
   void load(std::shared_ptr<const DiscFiles> image, bool dumpToStdout);
+  // Ends the run with the reader's last message when `result` is not 0.
+  void check(int result);
+  // Fails when the VOB files of title set `titleSet` are not whole sectors
+  // or end before the selection does.
+  void checkVobs(std::int32_t titleSet);
 
  public:
   std::unique_ptr<DvdTitleReader> reader;

@@ -2,9 +2,11 @@
 // program chains, cells, audio and subpicture streams.
 #include <cmath>
 #include <cstdio>
-#include <sstream>
 
 #include "cli/cli.h"
+#include "cli/disc_report.h"
+#include "cli/json_writer.h"
+#include "cli/selection.h"
 #include "dvdnav/chapter_list.h"
 #include "dvdnav/dvd_title_reader.h"
 
@@ -13,63 +15,32 @@ namespace cli {
 namespace {
 
 const char* kHelp =
-    "usage: fennoria info VIDEO_TS [--json]\n"
+    "usage: fennoria info VIDEO_TS [--title T] [--chains] [--json]\n"
     "\n"
-    "Lists the titles of the Video Manager, and for every title set its audio\n"
-    "streams (coding: ac3, mpeg1, mpeg2ext, dts or lpcm; channels; language;\n"
-    "for LPCM the sampling rate and bits), its subpicture streams and its\n"
-    "program chains: duration (from the frame count and rate of the playback\n"
-    "time), programs, cells, first and last sector, sectors and bytes, and its\n"
-    "chapters (one per program: start, length and first cell, as 'fennoria\n"
-    "chapters' gives them). Title set, program chain and cell numbers are the\n"
-    "ones 'fennoria dvd' and 'fennoria demux' take.\n"
+    "Lists the disc's titles as players number them: duration, chapters,\n"
+    "angles, title set and program chains, size, video standard, frame size\n"
+    "and aspect, the longest title marked with '*'; then each title's audio\n"
+    "tracks (number, language, coding, channels, sampling rate, the stream\n"
+    "the title plays) and subtitle tracks (number, language, the stream for\n"
+    "each display mode, the one for the title's aspect first). Track numbers\n"
+    "are the ones 'fennoria dvd --audio' and 'fennoria demux --audio' take.\n"
     "\n"
-    "  VIDEO_TS the folder with VIDEO_TS.IFO (or the folder above it), a disc\n"
-    "           image (movie.iso, UDF or ISO 9660) or, on Linux, a drive (/dev/sr0)\n"
-    "  --json   one JSON object instead of the table, for scripts\n"
+    "  VIDEO_TS    the folder with VIDEO_TS.IFO (or the folder above it), a disc\n"
+    "              image (movie.iso, UDF or ISO 9660) or, on Linux, a drive\n"
+    "  -t, --title T  only title T, with its chapters and cells\n"
+    "  --chains    also every title set's program chains: duration, programs,\n"
+    "              cells, first and last sector, size, chapters (the numbers\n"
+    "              --titleset and --pgc take)\n"
+    "  --json      one JSON document instead (docs/disc-json.md): the titles\n"
+    "              with their tracks, chapters and cells, and every title set's\n"
+    "              program chains\n"
     "\n"
     "examples:\n"
-    "  fennoria info /media/dvd/VIDEO_TS\n"
-    "  fennoria info movie.iso\n"
-    "  fennoria info /media/dvd/VIDEO_TS --json | jq '.title_sets[0].pgcs[0].duration'\n";
+    "  fennoria info /media/dvd\n"
+    "  fennoria info movie.iso --title 1\n"
+    "  fennoria info /media/dvd --json | jq '.titles[] | select(.longest) | .title'\n";
 
-const char* codingName(std::int32_t mode) {
-  switch (mode) {
-    case 0: return "ac3";
-    case 2: return "mpeg1";
-    case 3: return "mpeg2ext";
-    case 4: return "lpcm";
-    case 6: return "dts";
-    default: return "unknown";
-  }
-}
-
-// The sampling rate and bits of an LPCM stream: the two frequencies and
-// three quantizations a DVD allows (0 for the reserved values).
-int lpcmRate(const dvdnav::AudioAttributes& audio) {
-  return audio.samplingcode == 0 ? 48000 : audio.samplingcode == 1 ? 96000 : 0;
-}
-int lpcmBits(const dvdnav::AudioAttributes& audio) {
-  return audio.quant < 3 ? 16 + 4 * audio.quant : 0;
-}
-constexpr std::int32_t kLpcm = 4;
-
-std::string jsonString(const std::string& text) {
-  std::string out = "\"";
-  for (unsigned char c : text) {
-    if (c == '"' || c == '\\') {
-      out += '\\';
-      out += static_cast<char>(c);
-    } else if (c < 0x20) {
-      char escape[8];
-      std::snprintf(escape, sizeof escape, "\\u%04x", c);
-      out += escape;
-    } else {
-      out += static_cast<char>(c);
-    }
-  }
-  return out + "\"";
-}
+constexpr std::int64_t kSector = dvdnav::sectorSize;
 
 double seconds(std::int32_t frames, std::int32_t rate) {
   return rate > 0 ? static_cast<double>(frames) / rate : 0.0;
@@ -83,121 +54,120 @@ std::string clock(double s) {
   return text;
 }
 
-std::string decimals(double s) {
+std::string mebibytes(std::int64_t sectors) {
   char text[32];
-  std::snprintf(text, sizeof text, "%.3f", s);
+  std::snprintf(text, sizeof text, "%.1f MiB", static_cast<double>(sectors) / 512.0);
   return text;
 }
 
-constexpr std::int64_t kSector = dvdnav::sectorSize;
-
-// The chain's chapters, or why it has none that can be timed.
-std::vector<dvdnav::Chapter> chaptersOf(const dvdnav::ProgramChain& pgc, std::string* problem) {
-  try {
-    return dvdnav::chapterList(pgc);
-  } catch (const dvdnav::ChapterError& error) {
-    *problem = error.what();
-    return {};
-  }
+// "1 title", "3 titles".
+std::string counted(std::size_t n, const char* what) {
+  return std::to_string(n) + " " + what + (n == 1 ? "" : "s");
 }
 
-void printJson(const DvdTitleReader& r, const std::string& folder) {
-  const auto& vmg = *r.videoManager;
-  std::ostringstream o;
-  o << "{\n  \"folder\": " << jsonString(folder) << ",\n"
-    << "  \"provider_id\": " << jsonString(vmg.providerid) << ",\n"
-    << "  \"volumes\": " << vmg.numvolumes << ",\n  \"volume\": " << vmg.volume
-    << ",\n  \"disc_side\": " << vmg.diskside << ",\n  \"title_set_count\": " << vmg.numtitles
-    << ",\n  \"titles\": [";
-  for (std::size_t i = 0; i < vmg.titles.size(); ++i) {
-    const auto& t = vmg.titles[i];
-    o << (i ? "," : "") << "\n    {\"title\": " << i + 1 << ", \"title_set\": " << t.vtsnumber
-      << ", \"title_in_set\": " << t.vtstitlenumber << ", \"chapters\": " << t.numparts
-      << ", \"angles\": " << t.numangles << "}";
+std::string joined(const std::vector<std::int32_t>& numbers) {
+  std::string text;
+  for (std::int32_t n : numbers) text += (text.empty() ? "" : ",") + std::to_string(n);
+  return text;
+}
+
+void printTitleRow(const TitleReport& t) {
+  const dvdnav::TitleEntry& e = *t.entry;
+  if (!t.title) {
+    std::printf("%5d   %-12s %8d %7d %10d  cannot be played: %s\n", t.number, "-", e.numparts,
+                e.numangles, e.vtsnumber, t.problem.c_str());
+    return;
   }
-  o << "\n  ],\n  \"title_sets\": [";
-  for (std::size_t s = 0; s < r.titleSets.size(); ++s) {
-    const auto& vts = *r.titleSets[s];
-    o << (s ? "," : "") << "\n    {\n      \"title_set\": " << s + 1 << ",\n      \"audio\": [";
-    const auto& audio = vts.attributes.title.audio;
-    for (std::size_t a = 0; a < audio.size(); ++a)
-      o << (a ? "," : "") << "\n        {\"stream\": " << a << ", \"coding\": "
-        << jsonString(codingName(audio[a].codingmode)) << ", \"coding_mode\": "
-        << audio[a].codingmode << ", \"channels\": " << audio[a].channels
-        << ", \"language\": " << jsonString(languageText(audio[a].specificcode))
-        << (audio[a].codingmode == kLpcm ? ", \"sample_rate\": " + std::to_string(lpcmRate(audio[a])) +
-                                              ", \"bits\": " + std::to_string(lpcmBits(audio[a]))
-                                        : std::string())
-        << "}";
-    o << (audio.empty() ? "" : "\n      ") << "],\n      \"subpictures\": [";
-    const auto& subs = vts.attributes.title.subpictures;
-    for (std::size_t p = 0; p < subs.size(); ++p)
-      o << (p ? "," : "") << "\n        {\"stream\": " << p
-        << ", \"language\": " << jsonString(languageText(subs[p].specificcode)) << "}";
-    o << (subs.empty() ? "" : "\n      ") << "],\n      \"pgcs\": [";
-    for (std::size_t p = 0; p < vts.programchains.size(); ++p) {
-      const auto& pgc = vts.programchains[p];
-      o << (p ? "," : "") << "\n        {\"pgc\": " << p + 1 << ", \"programs\": "
-        << pgc.numprograms << ", \"cells\": " << pgc.cells.size() << ", \"frames\": "
-        << pgc.numframes << ", \"frame_rate\": " << pgc.framerate << ", \"duration\": "
-        << decimals(seconds(pgc.numframes, pgc.framerate));
-      if (!pgc.cells.empty()) {
-        std::int64_t first = pgc.cells.front().startcfvobu, last = pgc.cells.back().endclvobu;
-        o << ", \"first_sector\": " << first << ", \"last_sector\": " << last
-          << ", \"sectors\": " << last - first + 1 << ", \"bytes\": " << (last - first + 1) * kSector;
-      }
-      o << ",\n         \"cell_list\": [";
-      for (std::size_t c = 0; c < pgc.cells.size(); ++c) {
-        const auto& cell = pgc.cells[c];
-        o << (c ? "," : "") << "\n           {\"cell\": " << c + 1 << ", \"first_sector\": "
-          << cell.startcfvobu << ", \"last_sector\": " << cell.endclvobu << ", \"frames\": "
-          << cell.numframes << ", \"frame_rate\": " << cell.framerate << ", \"duration\": "
-          << decimals(seconds(cell.numframes, cell.framerate)) << "}";
-      }
-      o << (pgc.cells.empty() ? "" : "\n         ") << "],\n         \"chapter_list\": [";
-      std::string problem;
-      auto chapters = chaptersOf(pgc, &problem);
-      for (std::size_t c = 0; c < chapters.size(); ++c)
-        o << (c ? "," : "") << "\n           {\"number\": " << chapters[c].number
-          << ", \"start_seconds\": " << dvdnav::ticksSeconds(chapters[c].start)
-          << ", \"length_seconds\": " << dvdnav::ticksSeconds(chapters[c].length)
-          << ", \"first_cell\": " << chapters[c].firstCell << "}";
-      o << (chapters.empty() ? "" : "\n         ") << "]";
-      if (!problem.empty()) o << ", \"chapter_problem\": " << jsonString(problem);
-      o << "}";
+  std::printf("%5d%c  %-12s %8zu %7d %10d  %-7s %10s  %s\n", t.number, t.longest ? '*' : ' ',
+              dvdnav::ticksClock(t.ticks, false).c_str(), t.title->chapters.size(), e.numangles,
+              e.vtsnumber, joined(t.chains).c_str(), mebibytes(t.sectors).c_str(),
+              videoSummary(t.titleSet->attributes.title.video).c_str());
+}
+
+void printTracks(const TitleReport& t) {
+  if (!t.title) return;
+  std::printf("\nTitle %d\n", t.number);
+  for (const auto& track : t.audio) {
+    const auto& a = track.attributes;
+    std::printf("  Audio %d: %-3s %-8s %d ch  %d Hz", track.number,
+                languageText(a.specificcode).c_str(), dvdnav::audioCodingName(a.codingmode),
+                a.channels, dvdnav::audioSampleRate(a));
+    if (a.codingmode == dvdnav::kCodingLpcm) std::printf(" %d bits", dvdnav::lpcmBits(a));
+    if (track.carried)
+      std::printf("  stream %s\n", streamIdText(track.streamId).c_str());
+    else
+      std::printf("  (not in this title)\n");
+  }
+  const dvdnav::SubtitleView view = dvdnav::defaultSubtitleView(t.titleSet->attributes.title.video);
+  for (const auto& track : t.subtitles) {
+    std::printf("  Subtitle %d: %-3s", track.number,
+                languageText(track.attributes.specificcode).c_str());
+    if (!track.carried) {
+      std::printf(" (not in this title)\n");
+      continue;
     }
-    o << (vts.programchains.empty() ? "" : "\n      ") << "]\n    }";
+    std::printf(" stream %s (%s)", streamIdText(dvdnav::subtitleStreamId(track, view)).c_str(),
+                dvdnav::subtitleViewName(view));
+    for (int v = 0; v < dvdnav::kSubtitleViews; ++v) {
+      const auto other = static_cast<dvdnav::SubtitleView>(v);
+      if (other != view && dvdnav::subtitleViewApplies(t.titleSet->attributes.title.video, other))
+        std::printf(", %s %s", dvdnav::subtitleViewName(other),
+                    streamIdText(dvdnav::subtitleStreamId(track, other)).c_str());
+    }
+    std::printf("\n");
   }
-  o << "\n  ]\n}\n";
-  std::fputs(o.str().c_str(), stdout);
 }
 
-void printTable(const DvdTitleReader& r, const std::string& folder) {
+void printChapters(const TitleReport& t) {
+  const std::int32_t count = static_cast<std::int32_t>(t.title->chapters.size());
+  for (const ChapterReport& chapter : titleChapters(t, 1, count)) {
+    std::printf("  Chapter %d: start %s, length %s\n", chapter.chapter,
+                dvdnav::ticksClock(chapter.start, false).c_str(),
+                dvdnav::ticksClock(chapter.length, false).c_str());
+    for (const CellReport& cell : chapter.cells)
+      std::printf("    program chain %d, cell %d: %s, sectors %d to %d\n", cell.pgc, cell.cell,
+                  dvdnav::ticksClock(cell.ticks, false).c_str(), cell.firstSector,
+                  cell.lastSector);
+  }
+}
+
+void printTitles(const DvdTitleReader& r, const std::string& folder,
+                 const std::vector<TitleReport>& titles, std::int32_t only) {
   const auto& vmg = *r.videoManager;
   std::printf("Disc %s\n", folder.c_str());
-  std::printf("Provider \"%s\", volume %d of %d, side %d, %zu titles, %zu title sets\n",
-              vmg.providerid.c_str(), vmg.volume, vmg.numvolumes, vmg.diskside,
-              vmg.titles.size(), r.titleSets.size());
-  std::printf("\nTitle  Title set  In set  Chapters  Angles\n");
-  for (std::size_t i = 0; i < vmg.titles.size(); ++i) {
-    const auto& t = vmg.titles[i];
-    std::printf("%5zu  %9d  %6d  %8d  %6d\n", i + 1, t.vtsnumber, t.vtstitlenumber, t.numparts,
-                t.numangles);
+  std::printf("Provider \"%s\", volume %d of %d, side %d, %s, %s\n", vmg.providerid.c_str(),
+              vmg.volume, vmg.numvolumes, vmg.diskside, counted(vmg.titles.size(), "title").c_str(),
+              counted(r.titleSets.size(), "title set").c_str());
+  std::printf("\nTitle   Duration     Chapters  Angles  Title set  Chains        Size  Video\n");
+  for (const TitleReport& t : titles)
+    if (only == 0 || t.number == only) printTitleRow(t);
+  if (only == 0) std::printf("(* the longest title)\n");
+  for (const TitleReport& t : titles) {
+    if (only != 0 && t.number != only) continue;
+    printTracks(t);
+    if (only != 0 && t.title) printChapters(t);
   }
+}
+
+// The title sets' program chains, as --titleset and --pgc number them.
+void printChains(const DvdTitleReader& r) {
   for (std::size_t s = 0; s < r.titleSets.size(); ++s) {
     const auto& vts = *r.titleSets[s];
     std::printf("\nTitle set %zu: %zu program chains\n", s + 1, vts.programchains.size());
+    std::printf("  Video %s\n", videoSummary(vts.attributes.title.video).c_str());
     const auto& audio = vts.attributes.title.audio;
     for (std::size_t a = 0; a < audio.size(); ++a) {
-      std::printf("  Audio %zu: %-8s %d ch  %s", a, codingName(audio[a].codingmode),
-                  audio[a].channels, languageText(audio[a].specificcode).c_str());
-      if (audio[a].codingmode == kLpcm)
-        std::printf("  %d Hz %d bits", lpcmRate(audio[a]), lpcmBits(audio[a]));
+      std::printf("  Audio %zu: %-3s %-8s %d ch  %d Hz", a + 1,
+                  languageText(audio[a].specificcode).c_str(),
+                  dvdnav::audioCodingName(audio[a].codingmode), audio[a].channels,
+                  dvdnav::audioSampleRate(audio[a]));
+      if (audio[a].codingmode == dvdnav::kCodingLpcm)
+        std::printf(" %d bits", dvdnav::lpcmBits(audio[a]));
       std::printf("\n");
     }
     const auto& subs = vts.attributes.title.subpictures;
     for (std::size_t p = 0; p < subs.size(); ++p)
-      std::printf("  Subpicture %zu: %s\n", p, languageText(subs[p].specificcode).c_str());
+      std::printf("  Subtitle %zu: %s\n", p + 1, languageText(subs[p].specificcode).c_str());
     std::printf("  PGC  Duration      Programs  Cells  First sector  Last sector  Sectors  Bytes\n");
     for (std::size_t p = 0; p < vts.programchains.size(); ++p) {
       const auto& pgc = vts.programchains[p];
@@ -218,10 +188,11 @@ void printTable(const DvdTitleReader& r, const std::string& folder) {
                     cell.endclvobu);
       }
       std::string problem;
-      for (const auto& chapter : chaptersOf(pgc, &problem))
-        std::printf("       chapter %d: start %s, length %s, first cell %d\n", chapter.number,
+      for (const auto& chapter : chainChapters(pgc, static_cast<std::int32_t>(p + 1), &problem))
+        std::printf("       chapter %d: start %s, length %s, first cell %d\n", chapter.chapter,
                     dvdnav::ticksClock(chapter.start, false).c_str(),
-                    dvdnav::ticksClock(chapter.length, false).c_str(), chapter.firstCell);
+                    dvdnav::ticksClock(chapter.length, false).c_str(),
+                    chapter.cells.empty() ? 0 : chapter.cells.front().cell);
       if (!problem.empty()) std::printf("       chapters: none (%s)\n", problem.c_str());
     }
   }
@@ -237,14 +208,41 @@ std::string languageText(const std::array<char, 2>& code) {
 }
 
 int runInfo(const std::vector<std::string>& argv) {
-  Args args("info", argv, {{"--json", nullptr, false, false}});
+  Args args("info", argv,
+            {{"--json", nullptr, false, false},
+             {"--title", "-t", true, false},
+             {"--chains", nullptr, false, false}});
   if (args.help) return printHelp(kHelp);
   if (args.positional.size() != 1) usage("info", "give exactly one VIDEO_TS folder or disc image");
   Disc disc(args.positional[0]);
-  if (args.has("--json"))
-    printJson(*disc.reader, disc.folder);
-  else
-    printTable(*disc.reader, disc.folder);
+  Selection only;
+  if (args.has("--title")) {
+    only.title = args.number("--title", 1, 99, 0);
+    checkNumbers(disc, only);
+  }
+  const DvdTitleReader& reader = *disc.reader;
+  const std::vector<TitleReport> titles = titleReports(reader);
+  if (args.has("--json")) {
+    JsonWriter json;
+    json.object();
+    writeDiscJson(json, reader, disc.folder, titles);
+    json.array("titles");
+    for (const TitleReport& t : titles)
+      if (only.title == 0 || t.number == only.title)
+        writeTitleJson(json, t, 1, t.title ? static_cast<std::int32_t>(t.title->chapters.size()) : 0);
+    json.end();
+    if (only.title == 0 || args.has("--chains")) {
+      json.array("title_sets");
+      for (std::size_t i = 0; i < reader.titleSets.size(); ++i)
+        writeTitleSetJson(json, *reader.titleSets[i], reader.titleSetNumbers[i], {});
+      json.end();
+    }
+    json.end();
+    std::fputs(json.text().c_str(), stdout);
+  } else {
+    printTitles(reader, disc.folder, titles, only.title);
+    if (args.has("--chains")) printChains(reader);
+  }
   if (std::fflush(stdout) != 0) fail("standard output", "write failed (" + errnoText() + ")");
   return 0;
 }

@@ -126,6 +126,10 @@ SubtitleView defaultSubtitleView(const VideoAttributes& video) {
   return video.aspectratio == 3 ? SubtitleView::Wide : SubtitleView::Standard;
 }
 
+bool subtitleViewApplies(const VideoAttributes& video, SubtitleView view) {
+  return (view == SubtitleView::Standard) == (defaultSubtitleView(video) == SubtitleView::Standard);
+}
+
 std::int32_t subtitleStreamId(const SubtitleTrack& track, SubtitleView view) {
   const std::int32_t stream = track.streams[static_cast<std::size_t>(view)];
   return stream < 0 ? -1 : 0x20 + (stream & 0x1F);

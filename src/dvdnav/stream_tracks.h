@@ -69,6 +69,9 @@ std::int32_t audioStreamId(std::int32_t codingmode, std::int32_t stream);
 // The view a player shows a title's subtitles in: wide for a 16:9 title,
 // the 4:3 stream otherwise.
 SubtitleView defaultSubtitleView(const VideoAttributes& video);
+// Whether a title of this aspect has a stream for `view`: a 4:3 title the
+// 4:3 one only, a 16:9 title wide, letterbox and pan-scan.
+bool subtitleViewApplies(const VideoAttributes& video, SubtitleView view);
 // The subpicture substream (0x20+n) of a track in a view.
 std::int32_t subtitleStreamId(const SubtitleTrack& track, SubtitleView view);
 // "4:3", "wide", "letterbox", "pan-scan".

@@ -138,22 +138,23 @@ struct Listed {
 // with the first cells from the JSON output.
 std::vector<Listed> ourChapters(const std::string& disc, int titleSet, int pgc) {
   std::vector<Listed> out;
-  Result meta = runTool({"chapters", disc, "--title", std::to_string(titleSet), "--pgc",
+  Result meta = runTool({"chapters", disc, "--titleset", std::to_string(titleSet), "--pgc",
                          std::to_string(pgc), "--format", "ffmetadata"});
   EXPECT_EQ(meta.status, 0) << meta.err;
-  Result json = runTool({"chapters", disc, "--title", std::to_string(titleSet), "--pgc",
+  Result json = runTool({"chapters", disc, "--titleset", std::to_string(titleSet), "--pgc",
                          std::to_string(pgc), "--format", "json"});
   EXPECT_EQ(json.status, 0) << json.err;
   Json parsed = parseJson(json.out);
+  const Json& chapters = parsed["title_sets"][0]["pgcs"][0]["chapters"];
   std::regex block("\\[CHAPTER\\]\nTIMEBASE=1/90000\nSTART=(\\d+)\nEND=(\\d+)\ntitle=Chapter (\\d+)\n");
   std::size_t i = 0;
   for (std::sregex_iterator it(meta.out.begin(), meta.out.end(), block), end; it != end; ++it, ++i) {
     long long start = std::stoll((*it)[1]), stop = std::stoll((*it)[2]);
     EXPECT_EQ(std::stoul((*it)[3]), i + 1);
     out.push_back({start, stop - start,
-                   static_cast<int>(parsed["chapters"][i]["first_cell"].integer())});
+                   static_cast<int>(chapters[i]["first_cell"].integer())});
   }
-  EXPECT_EQ(out.size(), parsed["chapters"].size());
+  EXPECT_EQ(out.size(), chapters.size());
   return out;
 }
 
@@ -219,8 +220,8 @@ TEST(ToolChapters, FfmetadataMakesMatroskaChapters) {
     ScratchDir dir;
     std::string vob = dir.path("title.vob"), meta = dir.path("chapters.txt"),
                 mkv = dir.path("out.mkv");
-    ASSERT_EQ(runTool({"dvd", kDisc, "--title", "1", "--pgc", std::to_string(pgc), "-o", vob}).status, 0);
-    Result run = runTool({"chapters", kDisc, "--title", "1", "--pgc", std::to_string(pgc),
+    ASSERT_EQ(runTool({"dvd", kDisc, "--titleset", "1", "--pgc", std::to_string(pgc), "-o", vob}).status, 0);
+    Result run = runTool({"chapters", kDisc, "--titleset", "1", "--pgc", std::to_string(pgc),
                           "--format", "ffmetadata", "-o", meta});
     ASSERT_EQ(run.status, 0) << run.err;
     // The title's first pictures carry no time stamp of their own; the
@@ -246,7 +247,7 @@ TEST(ToolChapters, FfmetadataMakesMatroskaChapters) {
 }
 
 TEST(ToolChapters, OgmAndJsonOfTheSampleTitle) {
-  Result run = runTool({"chapters", kDisc, "--title", "1", "--pgc", "1"});
+  Result run = runTool({"chapters", kDisc, "--titleset", "1", "--pgc", "1"});
   ASSERT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(run.err, "");
   // Cells of 26 frames, 1 s + 9 frames and 25 frames at 29.97: chapter 2
@@ -255,32 +256,40 @@ TEST(ToolChapters, OgmAndJsonOfTheSampleTitle) {
             "CHAPTER01=00:00:00.000\nCHAPTER01NAME=Chapter 1\n"
             "CHAPTER02=00:00:00.868\nCHAPTER02NAME=Chapter 2\n"
             "CHAPTER03=00:00:02.168\nCHAPTER03NAME=Chapter 3\n");
-  run = runTool({"chapters", kDisc, "--title", "2", "--pgc", "1", "--format", "json"});
+  run = runTool({"chapters", kDisc, "--titleset", "2", "--pgc", "1", "--format", "json"});
   ASSERT_EQ(run.status, 0) << run.err;
   Json json = parseJson(run.out);
-  EXPECT_EQ(json["title_set"].integer(), 2);
-  EXPECT_EQ(json["pgc"].integer(), 1);
-  ASSERT_EQ(json["chapters"].size(), 2u);
-  EXPECT_EQ(json["chapters"][1]["number"].integer(), 2);
-  EXPECT_EQ(json["chapters"][1]["first_cell"].integer(), 2);
-  EXPECT_NEAR(json["chapters"][1]["start_seconds"].num, 0.868, 1e-9);
-  EXPECT_NE(run.out.find("\"start_seconds\": 0.868, \"length_seconds\": 1.133"), std::string::npos);
-  // Upper- and lower-case discs give the same file.
-  EXPECT_EQ(runTool({"chapters", kLowerDisc, "--title", "2", "--pgc", "1", "--format", "json"}).out,
-            run.out);
+  const Json& set = json["title_sets"][0];
+  EXPECT_EQ(set["title_set"].integer(), 2);
+  ASSERT_EQ(set["pgcs"].size(), 1u);
+  EXPECT_EQ(set["pgcs"][0]["pgc"].integer(), 1);
+  const Json& chapters = set["pgcs"][0]["chapters"];
+  ASSERT_EQ(chapters.size(), 2u);
+  EXPECT_EQ(chapters[1]["chapter"].integer(), 2);
+  EXPECT_EQ(chapters[1]["first_cell"].integer(), 2);
+  EXPECT_NE(run.out.find("\"start_seconds\": 0.868,\n"), std::string::npos);
+  EXPECT_NE(run.out.find("\"length_seconds\": 1.133,\n"), std::string::npos);
+  // Upper- and lower-case discs give the same file, but for the disc's path.
+  auto withoutPath = [](std::string text) {
+    std::size_t at = text.find("\"path\":");
+    return text.erase(at, text.find('\n', at) - at);
+  };
+  EXPECT_EQ(withoutPath(runTool({"chapters", kLowerDisc, "--titleset", "2", "--pgc", "1",
+                                 "--format", "json"}).out),
+            withoutPath(run.out));
 }
 
 TEST(ToolChapters, WritesTheOutputFile) {
   ScratchDir dir;
   std::string out = dir.path("chapters.txt");
-  Result run = runTool({"chapters", kDisc, "--title", "1", "--pgc", "2", "-o", out});
+  Result run = runTool({"chapters", kDisc, "--titleset", "1", "--pgc", "2", "-o", out});
   ASSERT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(run.out, "");
-  EXPECT_EQ(readWholeFile(out), runTool({"chapters", kDisc, "--title", "1", "--pgc", "2"}).out);
+  EXPECT_EQ(readWholeFile(out), runTool({"chapters", kDisc, "--titleset", "1", "--pgc", "2"}).out);
 }
 
 TEST(ToolInfo, ListsTheChaptersOfEveryProgramChain) {
-  Result table = runTool({"info", kDisc});
+  Result table = runTool({"info", kDisc, "--chains"});
   ASSERT_EQ(table.status, 0) << table.err;
   EXPECT_NE(table.out.find("       cell 3: 0:00:00.833, sectors 139 to 189\n"
                            "       chapter 1: start 0:00:00.000, length 0:00:00.868, first cell 1\n"
@@ -294,17 +303,18 @@ TEST(ToolInfo, ListsTheChaptersOfEveryProgramChain) {
     const Json& pgcs = info["title_sets"][s]["pgcs"];
     for (std::size_t p = 0; p < pgcs.size(); ++p) {
       SCOPED_TRACE("title set " + std::to_string(s + 1) + " pgc " + std::to_string(p + 1));
-      Json alone = parseJson(runTool({"chapters", kDisc, "--title", std::to_string(s + 1), "--pgc",
+      Json alone = parseJson(runTool({"chapters", kDisc, "--titleset", std::to_string(s + 1), "--pgc",
                                       std::to_string(p + 1), "--format", "json"})
                                  .out);
-      const Json& listed = pgcs[p]["chapter_list"];
-      ASSERT_EQ(listed.size(), alone["chapters"].size());
-      ASSERT_EQ(static_cast<long long>(listed.size()), pgcs[p]["programs"].integer());
+      const Json& listed = pgcs[p]["chapters"];
+      const Json& own = alone["title_sets"][0]["pgcs"][0]["chapters"];
+      ASSERT_EQ(listed.size(), own.size());
+      ASSERT_EQ(static_cast<long long>(listed.size()), pgcs[p]["program_count"].integer());
       for (std::size_t c = 0; c < listed.size(); ++c) {
-        EXPECT_EQ(listed[c]["number"].integer(), alone["chapters"][c]["number"].integer());
-        EXPECT_EQ(listed[c]["first_cell"].integer(), alone["chapters"][c]["first_cell"].integer());
-        EXPECT_EQ(listed[c]["start_seconds"].num, alone["chapters"][c]["start_seconds"].num);
-        EXPECT_EQ(listed[c]["length_seconds"].num, alone["chapters"][c]["length_seconds"].num);
+        EXPECT_EQ(listed[c]["chapter"].integer(), own[c]["chapter"].integer());
+        EXPECT_EQ(listed[c]["first_cell"].integer(), own[c]["first_cell"].integer());
+        EXPECT_EQ(listed[c]["start_seconds"].num, own[c]["start_seconds"].num);
+        EXPECT_EQ(listed[c]["length_seconds"].num, own[c]["length_seconds"].num);
       }
     }
   }
@@ -330,8 +340,9 @@ std::string editedDisc(const ScratchDir& dir, Edit edit) {
   return copy;
 }
 
-void expectChapterError(const Result& run, const std::string& subject, const std::string& what) {
-  EXPECT_EQ(run.status, 1);
+void expectChapterError(const Result& run, const std::string& subject, const std::string& what,
+                        int status = 1) {
+  EXPECT_EQ(run.status, status);
   EXPECT_EQ(run.out, "");
   EXPECT_EQ(run.err, "fennoria: " + subject + ": " + what + "\n");
 }
@@ -339,10 +350,10 @@ void expectChapterError(const Result& run, const std::string& subject, const std
 }  // namespace
 
 TEST(ToolChapters, TitleSetOrProgramChainThatDoesNotExist) {
-  expectChapterError(runTool({"chapters", kDisc, "--title", "3", "--pgc", "1"}), kDisc,
-                     "title set 3 does not exist (the disc has 2)");
-  expectChapterError(runTool({"chapters", kDisc, "--title", "2", "--pgc", "2"}), kDisc,
-                     "program chain 2 does not exist in title set 2 (it has 1)");
+  expectChapterError(runTool({"chapters", kDisc, "--titleset", "3", "--pgc", "1"}), kDisc,
+                     "title set 3 does not exist (the disc has title sets 1-2)", 2);
+  expectChapterError(runTool({"chapters", kDisc, "--titleset", "2", "--pgc", "2"}), kDisc,
+                     "program chain 2 does not exist in title set 2 (it has program chain 1)", 2);
 }
 
 TEST(ToolChapters, ChainWithoutPrograms) {
@@ -350,9 +361,9 @@ TEST(ToolChapters, ChainWithoutPrograms) {
   std::string disc = editedDisc(dir, [](std::string& b, std::size_t pgc, std::size_t) {
     b[pgc + 2] = 0;  // number of programs
   });
-  expectChapterError(runTool({"chapters", disc, "--title", "1", "--pgc", "1"}), disc,
+  expectChapterError(runTool({"chapters", disc, "--titleset", "1", "--pgc", "1"}), disc,
                      "program chain 1 of title set 1: the program chain has no programs");
-  Result info = runTool({"info", disc});
+  Result info = runTool({"info", disc, "--chains"});
   EXPECT_EQ(info.status, 0) << info.err;
   EXPECT_NE(info.out.find("       chapters: none (the program chain has no programs)\n"),
             std::string::npos)
@@ -366,7 +377,7 @@ TEST(ToolChapters, ProgramStartingOutsideTheChain) {
   });
   ScratchDir outDir;
   std::string out = outDir.path("chapters.txt");
-  expectChapterError(runTool({"chapters", disc, "--title", "1", "--pgc", "1", "-o", out}), disc,
+  expectChapterError(runTool({"chapters", disc, "--titleset", "1", "--pgc", "1", "-o", out}), disc,
                      "program chain 1 of title set 1: program 3 starts at cell 9, but the "
                      "program chain has 3 cells");
   EXPECT_FALSE(fs::exists(out));
@@ -374,5 +385,5 @@ TEST(ToolChapters, ProgramStartingOutsideTheChain) {
   Json info = parseJson(runTool({"info", disc, "--json"}).out);
   EXPECT_EQ(info["title_sets"][0]["pgcs"][0]["chapter_problem"].str,
             "program 3 starts at cell 9, but the program chain has 3 cells");
-  EXPECT_EQ(info["title_sets"][0]["pgcs"][0]["chapter_list"].size(), 0u);
+  EXPECT_EQ(info["title_sets"][0]["pgcs"][0]["chapters"].size(), 0u);
 }

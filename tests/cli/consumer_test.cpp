@@ -30,7 +30,7 @@ TEST(ToolConsumer, FfprobeReadsTheJoinedList) {
 
 TEST(ToolConsumer, FfprobeReadsTheProgramChain) {
   if (!commandExists("ffprobe")) GTEST_SKIP() << "ffprobe is not installed (apt-get install ffmpeg)";
-  Result run = runTool({"dvd", kDisc, "--title", "1", "--pgc", "1"}, "", kProbe);
+  Result run = runTool({"dvd", kDisc, "--titleset", "1", "--pgc", "1"}, "", kProbe);
   ASSERT_EQ(run.status, 0) << run.err;
   EXPECT_TRUE(has(run.out, "codec_name=mpeg2video|codec_type=video|id=0x1e0")) << run.out;
   EXPECT_TRUE(has(run.out, "codec_name=ac3|codec_type=audio|id=0x80")) << run.out;
@@ -38,7 +38,7 @@ TEST(ToolConsumer, FfprobeReadsTheProgramChain) {
   EXPECT_TRUE(has(run.out, "codec_name=dvd_subtitle|codec_type=subtitle|id=0x20")) << run.out;
 
   // Filtered to the AC-3 stream, the MPEG audio stream is gone.
-  run = runTool({"dvd", kDisc, "--title", "1", "--pgc", "1", "--ac3", "0"}, "", kProbe);
+  run = runTool({"dvd", kDisc, "--titleset", "1", "--pgc", "1", "--ac3", "0"}, "", kProbe);
   ASSERT_EQ(run.status, 0) << run.err;
   EXPECT_TRUE(has(run.out, "id=0x80")) << run.out;
   EXPECT_FALSE(has(run.out, "id=0x1c1")) << run.out;
@@ -48,7 +48,7 @@ TEST(ToolConsumer, FfprobeReadsTheProgramChain) {
 TEST(ToolConsumer, FfprobeFindsTheProgramChainsDuration) {
   if (!commandExists("ffprobe")) GTEST_SKIP() << "ffprobe is not installed (apt-get install ffmpeg)";
   ScratchDir dir;
-  ASSERT_EQ(runTool({"dvd", kDisc, "--title", "1", "--pgc", "1", "-o", dir.path("p.vob")}).status, 0);
+  ASSERT_EQ(runTool({"dvd", kDisc, "--titleset", "1", "--pgc", "1", "-o", dir.path("p.vob")}).status, 0);
   Result run = runShell("ffprobe -v error -show_entries format=duration -of default=nw=1:nk=1 " +
                      quote(dir.path("p.vob")));
   ASSERT_EQ(run.status, 0) << run.err;
@@ -57,7 +57,7 @@ TEST(ToolConsumer, FfprobeFindsTheProgramChainsDuration) {
 }
 
 TEST(ToolProgress, NothingOnStderrInAPipe) {
-  Result run = runTool({"dvd", kDisc, "--title", "1", "--pgc", "1"}, "", " | cat >/dev/null");
+  Result run = runTool({"dvd", kDisc, "--titleset", "1", "--pgc", "1"}, "", " | cat >/dev/null");
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.err, "");
 }
@@ -68,7 +68,7 @@ TEST(ToolProgress, ShownOnATerminalAndClearedAtTheEnd) {
   if (!commandExists("script")) GTEST_SKIP() << "script(1) is not installed (util-linux)";
   ScratchDir dir;
   std::string inner = quote(toolPath()) + " dvd " + quote(kDisc) +
-                      " --title 1 --pgc 1 -o " + quote(dir.path("t.vob"));
+                      " --titleset 1 --pgc 1 -o " + quote(dir.path("t.vob"));
   Result run = runShell("script -qec " + quote(inner) + " /dev/null");
   ASSERT_EQ(run.status, 0) << run.out << run.err;
   EXPECT_TRUE(has(run.out, "VTS_01_2.VOB")) << run.out;  // where the range ends

@@ -72,7 +72,7 @@ TEST(ToolDvd, ProgramChainsEqualLibdvdreadDigests) {
   for (const char* disc : {"dvd/VIDEO_TS", "dvd-lower/video_ts", "dvd"}) {
     for (const Chain& c : kChains) {
       SCOPED_TRACE(std::string(disc) + " " + key(c));
-      Result run = runTool({"dvd", kSamples + "/" + disc, "--title", std::to_string(c.titleSet),
+      Result run = runTool({"dvd", kSamples + "/" + disc, "--titleset", std::to_string(c.titleSet),
                          "--pgc", std::to_string(c.pgc)});
       ASSERT_EQ(run.status, 0) << run.err;
       const std::string& fact = facts[key(c) + "sha256"];
@@ -87,7 +87,7 @@ TEST(ToolDvd, OneCellIsItsSectorRange) {
   for (int cell = 1; cell <= 3; ++cell) {
     SCOPED_TRACE(cell);
     const std::string& fact = facts["vts.1.pgc.1.cell." + std::to_string(cell) + ".sectors"];
-    Result run = runTool({"dvd", kDisc, "--title", "1", "--pgc", "1", "--cell", std::to_string(cell)});
+    Result run = runTool({"dvd", kDisc, "--titleset", "1", "--pgc", "1", "--cell", std::to_string(cell)});
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_TRUE(run.out == sectors(1, number(field(fact, "first")), number(field(fact, "last"))));
   }
@@ -113,7 +113,7 @@ TEST(ToolDvd, Ac3FilterKeepsTheChosenStreamAndEverythingButAudio) {
         expected += pack;
     }
     ASSERT_GT(dropped, 0);
-    Result run = runTool({"dvd", kDisc, "--title", std::to_string(c.titleSet), "--pgc",
+    Result run = runTool({"dvd", kDisc, "--titleset", std::to_string(c.titleSet), "--pgc",
                        std::to_string(c.pgc), "--ac3", "0"});
     ASSERT_EQ(run.status, 0) << run.err;
     ASSERT_EQ(run.out.size(), expected.size());
@@ -135,7 +135,7 @@ TEST(ToolDvd, MpegFilterKeepsTheChosenStreamAsStreamZero) {
       expected += pack;
     }
   }
-  Result run = runTool({"dvd", kDisc, "--title", "2", "--pgc", "1", "--mpeg", "1"});
+  Result run = runTool({"dvd", kDisc, "--titleset", "2", "--pgc", "1", "--mpeg", "1"});
   ASSERT_EQ(run.status, 0) << run.err;
   ASSERT_EQ(run.out.size(), expected.size());
   EXPECT_TRUE(run.out == expected);
@@ -144,9 +144,9 @@ TEST(ToolDvd, MpegFilterKeepsTheChosenStreamAsStreamZero) {
 
 TEST(ToolDvd, OutputFileEqualsStandardOutput) {
   ScratchDir dir;
-  Result run = runTool({"dvd", kDisc, "--title", "1", "--pgc", "2", "--ac3", "0", "-o", dir.path("t.vob")});
+  Result run = runTool({"dvd", kDisc, "--titleset", "1", "--pgc", "2", "--ac3", "0", "-o", dir.path("t.vob")});
   ASSERT_EQ(run.status, 0) << run.err;
-  Result piped = runTool({"dvd", kDisc, "--title", "1", "--pgc", "2", "--ac3", "0"});
+  Result piped = runTool({"dvd", kDisc, "--titleset", "1", "--pgc", "2", "--ac3", "0"});
   EXPECT_TRUE(readWholeFile(dir.path("t.vob")) == piped.out);
 }
 
@@ -184,7 +184,7 @@ TEST(ToolDemux, StreamsEqualTheFfmpegReferences) {
   for (const Chain& c : kChains) {
     SCOPED_TRACE(key(c));
     ScratchDir dir;
-    std::vector<std::string> args = {"demux", kDisc, "--title", std::to_string(c.titleSet),
+    std::vector<std::string> args = {"demux", kDisc, "--titleset", std::to_string(c.titleSet),
                                      "--pgc", std::to_string(c.pgc), "--timing", "-q"};
     std::vector<RefStream> mine;
     for (const auto& r : refs)
@@ -214,7 +214,7 @@ TEST(ToolDemux, StreamsEqualTheFfmpegReferences) {
 // demultiplexed the same way.
 TEST(ToolDemux, ACutVobFileGivesTheSameStreams) {
   ScratchDir dir;
-  Result cut = runTool({"dvd", kDisc, "--title", "1", "--pgc", "1", "-o", dir.path("pgc.vob")});
+  Result cut = runTool({"dvd", kDisc, "--titleset", "1", "--pgc", "1", "-o", dir.path("pgc.vob")});
   ASSERT_EQ(cut.status, 0) << cut.err;
   Result run = runTool({"demux", dir.path("pgc.vob"), "--ac3", "0=" + dir.path("a.ac3"), "--mpeg",
                      "1=" + dir.path("b.mp2"), "--sub", "0=" + dir.path("s.sub")});
@@ -232,7 +232,7 @@ TEST(ToolDemux, ACutVobFileGivesTheSameStreams) {
 // every packet with their positions rising through the output.
 TEST(ToolDemux, LargeInputComesOutInOrder) {
   ScratchDir dir;
-  Result cut = runTool({"dvd", kDisc, "--title", "1", "--pgc", "1", "-o", dir.path("pgc.vob")});
+  Result cut = runTool({"dvd", kDisc, "--titleset", "1", "--pgc", "1", "-o", dir.path("pgc.vob")});
   ASSERT_EQ(cut.status, 0) << cut.err;
   std::string pgc = readWholeFile(dir.path("pgc.vob"));
   std::string big;
@@ -271,7 +271,7 @@ TEST(ToolDemux, LargeInputComesOutInOrder) {
 
 TEST(ToolDemux, VideoStreamIsTheVideoPayload) {
   ScratchDir dir;
-  Result run = runTool({"demux", kDisc, "--title", "2", "--pgc", "1", "--video", dir.path("v.m2v")});
+  Result run = runTool({"demux", kDisc, "--titleset", "2", "--pgc", "1", "--video", dir.path("v.m2v")});
   ASSERT_EQ(run.status, 0) << run.err;
   std::string video = readWholeFile(dir.path("v.m2v"));
   ASSERT_GT(video.size(), 4u);
@@ -295,11 +295,13 @@ TEST(ToolInfo, JsonAgreesWithLibdvdread) {
   Result run = runTool({"info", kDisc, "--json"});
   ASSERT_EQ(run.status, 0) << run.err;
   Json info = parseJson(run.out);
-  EXPECT_EQ(info["provider_id"].str, f["vmg.provider_id"]);
-  EXPECT_EQ(info["volumes"].integer(), number(f["vmg.volumes"]));
-  EXPECT_EQ(info["volume"].integer(), number(f["vmg.volume"]));
-  EXPECT_EQ(info["disc_side"].integer(), number(f["vmg.disc_side"]));
-  EXPECT_EQ(info["title_set_count"].integer(), number(f["vmg.title_sets"]));
+  const Json& disc = info["disc"];
+  EXPECT_EQ(disc["provider_id"].str, f["vmg.provider_id"]);
+  EXPECT_EQ(disc["volumes"].integer(), number(f["vmg.volumes"]));
+  EXPECT_EQ(disc["volume"].integer(), number(f["vmg.volume"]));
+  EXPECT_EQ(disc["side"].integer(), number(f["vmg.disc_side"]));
+  EXPECT_EQ(disc["title_set_count"].integer(), number(f["vmg.title_sets"]));
+  EXPECT_EQ(disc["title_count"].integer(), number(f["vmg.titles"]));
   ASSERT_EQ(static_cast<long long>(info["titles"].size()), number(f["vmg.titles"]));
   for (std::size_t i = 0; i < info["titles"].size(); ++i) {
     const Json& t = info["titles"][i];
@@ -308,7 +310,8 @@ TEST(ToolInfo, JsonAgreesWithLibdvdread) {
     EXPECT_EQ(t["title"].integer(), static_cast<long long>(i + 1));
     EXPECT_EQ(t["title_set"].integer(), number(f[k + "title_set"]));
     EXPECT_EQ(t["title_in_set"].integer(), number(f[k + "title_in_set"]));
-    EXPECT_EQ(t["chapters"].integer(), number(f[k + "chapters"]));
+    EXPECT_EQ(t["chapter_count"].integer(), number(f[k + "chapters"]));
+    EXPECT_EQ(t["chapters"].size(), static_cast<std::size_t>(number(f[k + "chapters"])));
     EXPECT_EQ(t["angles"].integer(), number(f[k + "angles"]));
   }
   const Json& sets = info["title_sets"];
@@ -320,36 +323,29 @@ TEST(ToolInfo, JsonAgreesWithLibdvdread) {
     std::string k = "vts." + std::to_string(s + 1) + ".";
     SCOPED_TRACE(k);
     EXPECT_EQ(vts["title_set"].integer(), static_cast<long long>(s + 1));
-    ASSERT_EQ(static_cast<long long>(vts["audio"].size()), number(f[k + "audio_streams"]));
-    for (std::size_t a = 0; a < vts["audio"].size(); ++a) {
-      const std::string& fact = f[k + "audio." + std::to_string(a)];
-      const Json& audio = vts["audio"][a];
-      EXPECT_EQ(audio["stream"].integer(), static_cast<long long>(a));
-      EXPECT_EQ(audio["coding_mode"].integer(), number(field(fact, "coding")));
-      EXPECT_EQ(audio["coding"].str, codings.at(number(field(fact, "coding"))));
-      // libdvdread keeps the channel count less one.
-      EXPECT_EQ(audio["channels"].integer(), number(field(fact, "channels")) + 1);
-      EXPECT_EQ(audio["language"].str, field(fact, "lang"));
-    }
-    ASSERT_EQ(static_cast<long long>(vts["subpictures"].size()), number(f[k + "subp_streams"]));
-    for (std::size_t p = 0; p < vts["subpictures"].size(); ++p) {
-      EXPECT_EQ(vts["subpictures"][p]["stream"].integer(), static_cast<long long>(p));
-      EXPECT_EQ(vts["subpictures"][p]["language"].str, field(f[k + "subp." + std::to_string(p)], "lang"));
-    }
     ASSERT_EQ(static_cast<long long>(vts["pgcs"].size()), number(f[k + "pgcs"]));
     for (std::size_t p = 0; p < vts["pgcs"].size(); ++p) {
       const Json& pgc = vts["pgcs"][p];
       std::string pk = k + "pgc." + std::to_string(p + 1) + ".";
       SCOPED_TRACE(pk);
       EXPECT_EQ(pgc["pgc"].integer(), static_cast<long long>(p + 1));
-      EXPECT_EQ(pgc["programs"].integer(), number(f[pk + "programs"]));
-      EXPECT_EQ(pgc["cells"].integer(), number(f[pk + "cells"]));
-      long long frames;
-      int rate;
-      timeToFrames(f[pk + "time"], &frames, &rate);
-      EXPECT_EQ(pgc["frames"].integer(), frames);
-      EXPECT_EQ(pgc["frame_rate"].integer(), rate);
-      EXPECT_NEAR(pgc["duration"].num, static_cast<double>(frames) / rate, 0.0005);
+      EXPECT_EQ(pgc["program_count"].integer(), number(f[pk + "programs"]));
+      EXPECT_EQ(pgc["cell_count"].integer(), number(f[pk + "cells"]));
+      ASSERT_EQ(static_cast<long long>(pgc["audio"].size()), number(f[k + "audio_streams"]));
+      for (std::size_t a = 0; a < pgc["audio"].size(); ++a) {
+        const std::string& fact = f[k + "audio." + std::to_string(a)];
+        const Json& audio = pgc["audio"][a];
+        EXPECT_EQ(audio["track"].integer(), static_cast<long long>(a + 1));
+        EXPECT_EQ(audio["coding"].str, codings.at(number(field(fact, "coding"))));
+        // libdvdread keeps the channel count less one.
+        EXPECT_EQ(audio["channels"].integer(), number(field(fact, "channels")) + 1);
+        EXPECT_EQ(audio["language"].str, field(fact, "lang"));
+      }
+      ASSERT_EQ(static_cast<long long>(pgc["subtitles"].size()), number(f[k + "subp_streams"]));
+      for (std::size_t t = 0; t < pgc["subtitles"].size(); ++t) {
+        EXPECT_EQ(pgc["subtitles"][t]["track"].integer(), static_cast<long long>(t + 1));
+        EXPECT_EQ(pgc["subtitles"][t]["language"].str, field(f[k + "subp." + std::to_string(t)], "lang"));
+      }
       long long cells = number(f[pk + "cells"]);
       long long first = number(field(f[pk + "cell.1.sectors"], "first"));
       long long last = number(field(f[pk + "cell." + std::to_string(cells) + ".sectors"], "last"));
@@ -357,9 +353,10 @@ TEST(ToolInfo, JsonAgreesWithLibdvdread) {
       EXPECT_EQ(pgc["last_sector"].integer(), last);
       EXPECT_EQ(pgc["sectors"].integer(), number(field(f[pk + "sha256"], "sectors")));
       EXPECT_EQ(pgc["bytes"].integer(), number(field(f[pk + "sha256"], "sectors")) * 2048);
-      ASSERT_EQ(static_cast<long long>(pgc["cell_list"].size()), cells);
+      ASSERT_EQ(static_cast<long long>(pgc["cells"].size()), cells);
+      double total = 0;
       for (long long c = 0; c < cells; ++c) {
-        const Json& cell = pgc["cell_list"][static_cast<std::size_t>(c)];
+        const Json& cell = pgc["cells"][static_cast<std::size_t>(c)];
         std::string ck = pk + "cell." + std::to_string(c + 1) + ".";
         EXPECT_EQ(cell["cell"].integer(), c + 1);
         EXPECT_EQ(cell["first_sector"].integer(), number(field(f[ck + "sectors"], "first")));
@@ -367,24 +364,29 @@ TEST(ToolInfo, JsonAgreesWithLibdvdread) {
         long long cellFrames;
         int cellRate;
         timeToFrames(f[ck + "time"], &cellFrames, &cellRate);
-        EXPECT_EQ(cell["frames"].integer(), cellFrames);
-        EXPECT_EQ(cell["frame_rate"].integer(), cellRate);
-        EXPECT_NEAR(cell["duration"].num, static_cast<double>(cellFrames) / cellRate, 0.0005);
+        // Frames last 1001/30000 s at the 30 rate code, 1/25 s otherwise.
+        const double frames = static_cast<double>(cellFrames);
+        const double seconds = cellRate == 30 ? frames * 1001.0 / 30000.0 : frames / 25.0;
+        EXPECT_NEAR(cell["length_seconds"].num, seconds, 0.0015);
+        total += seconds;
       }
+      EXPECT_NEAR(pgc["duration_seconds"].num, total, 0.0015);
     }
   }
 }
 
 TEST(ToolInfo, TableNamesEveryProgramChainAndStream) {
-  Result run = runTool({"info", kDisc});
+  Result run = runTool({"info", kDisc, "--chains"});
   ASSERT_EQ(run.status, 0) << run.err;
   EXPECT_NE(run.out.find("Provider \"DVDAuthor 0.7.2\""), std::string::npos);
   EXPECT_NE(run.out.find("Title set 1: 2 program chains"), std::string::npos);
-  EXPECT_NE(run.out.find("Audio 0: ac3      2 ch  en"), std::string::npos);
-  EXPECT_NE(run.out.find("Subpicture 0: en"), std::string::npos);
+  EXPECT_NE(run.out.find("  Audio 1: en  ac3      2 ch  48000 Hz\n"), std::string::npos) << run.out;
+  EXPECT_NE(run.out.find("  Subtitle 1: en\n"), std::string::npos);
   EXPECT_NE(run.out.find("    1  0:00:03.000          3      3             0          189      190  389120"),
             std::string::npos)
       << run.out;
+  // Without --chains only the titles and their tracks.
+  EXPECT_EQ(runTool({"info", kDisc}).out.find("Title set 1:"), std::string::npos);
 }
 
 // A symbolic link or a pipe is written through, never renamed onto. The
@@ -395,7 +397,7 @@ TEST(ToolDemux, WritesThroughLinksAndPipes) {
   std::string target = dir.path("target.ac3");
   std::string link = dir.path("link.ac3");
   std::filesystem::create_symlink(target, link);
-  Result run = runTool({"demux", kDisc, "--title", "1", "--pgc", "1", "--ac3", "0=" + link});
+  Result run = runTool({"demux", kDisc, "--titleset", "1", "--pgc", "1", "--ac3", "0=" + link});
   ASSERT_EQ(run.status, 0) << run.err;
   EXPECT_TRUE(std::filesystem::is_symlink(link));
   EXPECT_TRUE(readWholeFile(target) == readWholeFile(kSamples + "/dvd/refs/vts.1.pgc.1.0x80.ac3"));
@@ -404,7 +406,7 @@ TEST(ToolDemux, WritesThroughLinksAndPipes) {
   std::string copy = dir.path("copy.vob");
   ASSERT_EQ(runShell("mkfifo " + quote(pipe)).status, 0);
   run = runShell("cat " + quote(pipe) + " > " + quote(copy) + " & " + quote(toolPath()) +
-                 " dvd " + quote(kDisc) + " --title 1 --pgc 1 -o " + quote(pipe) + "; s=$?; wait; exit $s");
+                 " dvd " + quote(kDisc) + " --titleset 1 --pgc 1 -o " + quote(pipe) + "; s=$?; wait; exit $s");
   ASSERT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(std::filesystem::file_size(copy), 190u * 2048);
   EXPECT_EQ(std::filesystem::status(pipe).type(), std::filesystem::file_type::fifo);

@@ -57,7 +57,7 @@ TEST(ToolErrors, MissingFolder) {
   for (const char* command : {"dvd", "demux", "ifo", "info", "chapters"}) {
     SCOPED_TRACE(command);
     std::vector<std::string> args = {command, "/no/such/folder"};
-    if (std::string(command) == "dvd" || std::string(command) == "chapters") args.insert(args.end(), {"--title", "1", "--pgc", "1"});
+    if (std::string(command) == "dvd" || std::string(command) == "chapters") args.insert(args.end(), {"--titleset", "1", "--pgc", "1"});
     if (std::string(command) == "demux") args.insert(args.end(), {"--ac3", "0=/tmp/never.ac3"});
     Result run = runTool(args);
     expectOneLineError(run, 1, "/no/such/folder", "no such");
@@ -70,38 +70,40 @@ TEST(ToolErrors, FolderWithoutIfoFiles) {
     Result run = runTool({command, kSamples + "/list"});
     expectOneLineError(run, 1, kSamples + "/list", "no VIDEO_TS.IFO");
   }
-  Result run = runTool({"dvd", kSamples + "/list", "--title", "1", "--pgc", "1"});
+  Result run = runTool({"dvd", kSamples + "/list", "--titleset", "1", "--pgc", "1"});
   expectOneLineError(run, 1, kSamples + "/list", "no VIDEO_TS.IFO");
 }
 
 TEST(ToolErrors, TitleSetThatDoesNotExist) {
-  Result run = runTool({"dvd", kDisc, "--title", "3", "--pgc", "1"});
-  expectOneLineError(run, 1, kDisc, "title set 3 does not exist (the disc has 2)");
-  run = runTool({"demux", kDisc, "--title", "7", "--pgc", "1", "--ac3", "0=/tmp/never.ac3"});
-  expectOneLineError(run, 1, kDisc, "title set 7 does not exist");
+  Result run = runTool({"dvd", kDisc, "--titleset", "3", "--pgc", "1"});
+  expectOneLineError(run, 2, kDisc, "title set 3 does not exist (the disc has title sets 1-2)");
+  run = runTool({"demux", kDisc, "--titleset", "7", "--pgc", "1", "--ac3", "0=/tmp/never.ac3"});
+  expectOneLineError(run, 2, kDisc, "title set 7 does not exist");
   EXPECT_FALSE(fs::exists("/tmp/never.ac3"));
 }
 
 TEST(ToolErrors, ProgramChainOrCellThatDoesNotExist) {
-  Result run = runTool({"dvd", kDisc, "--title", "2", "--pgc", "2"});
-  expectOneLineError(run, 1, kDisc, "program chain 2 does not exist in title set 2 (it has 1)");
-  run = runTool({"dvd", kDisc, "--title", "1", "--pgc", "2", "--cell", "3"});
-  expectOneLineError(run, 1, kDisc, "cell 3 does not exist in program chain 2 of title set 1");
+  Result run = runTool({"dvd", kDisc, "--titleset", "2", "--pgc", "2"});
+  expectOneLineError(run, 2, kDisc,
+                     "program chain 2 does not exist in title set 2 (it has program chain 1)");
+  run = runTool({"dvd", kDisc, "--titleset", "1", "--pgc", "2", "--cell", "3"});
+  expectOneLineError(run, 2, kDisc,
+                     "cell 3 does not exist in program chain 2 of title set 1 (it has cells 1-2)");
 }
 
 TEST(ToolErrors, UnwritableOutputLeavesNothing) {
-  Result run = runTool({"dvd", kDisc, "--title", "1", "--pgc", "1", "-o", "/no/such/dir/out.vob"});
+  Result run = runTool({"dvd", kDisc, "--titleset", "1", "--pgc", "1", "-o", "/no/such/dir/out.vob"});
   expectOneLineError(run, 1, "/no/such/dir/out.vob", "cannot create");
   run = runTool({"cat", "sample.lst", "-o", "/no/such/dir/out.mpg"}, kSamples + "/list");
   expectOneLineError(run, 1, "/no/such/dir/out.mpg", "cannot create");
 
   ScratchDir dir;
-  run = runTool({"demux", kDisc, "--title", "1", "--pgc", "1", "--ac3", "0=" + dir.path("a.ac3"),
+  run = runTool({"demux", kDisc, "--titleset", "1", "--pgc", "1", "--ac3", "0=" + dir.path("a.ac3"),
                  "--mpeg", "1=/no/such/dir/b.mp2"});
   expectOneLineError(run, 1, "/no/such/dir/b.mp2", "cannot create");
   EXPECT_TRUE(folderEntries(dir.root()).empty());
   // An output that names a folder.
-  run = runTool({"dvd", kDisc, "--title", "1", "--pgc", "1", "-o", dir.root()});
+  run = runTool({"dvd", kDisc, "--titleset", "1", "--pgc", "1", "-o", dir.root()});
   expectOneLineError(run, 1, dir.root(), "is a folder");
 }
 
@@ -109,9 +111,9 @@ TEST(ToolErrors, UnwritableOutputLeavesNothing) {
 // other output's unfinished file is removed.
 TEST(ToolErrors, FullDiskFailsWithoutOutput) {
   ScratchDir dir;
-  Result run = runTool({"demux", kDisc, "--title", "1", "--pgc", "1", "--ac3", "0=/dev/full"});
+  Result run = runTool({"demux", kDisc, "--titleset", "1", "--pgc", "1", "--ac3", "0=/dev/full"});
   expectOneLineError(run, 1, "/dev/full", "could not be written completely");
-  run = runTool({"demux", kDisc, "--title", "1", "--pgc", "1", "--ac3", "0=" + dir.path("a.ac3"),
+  run = runTool({"demux", kDisc, "--titleset", "1", "--pgc", "1", "--ac3", "0=" + dir.path("a.ac3"),
                  "--mpeg", "1=/dev/full"});
   expectOneLineError(run, 1, "/dev/full", "could not be written completely");
   EXPECT_TRUE(folderEntries(dir.root()).empty());
@@ -122,21 +124,21 @@ TEST(ToolErrors, TruncatedVobFailsWithoutOutput) {
   // Cut at a sector boundary: the title set ends before the program chain.
   std::string disc = truncatedDisc(dir, "VTS_01_3.VOB", 40 * 2048);
   fs::create_directory(dir.path("out"));
-  Result run = runTool({"dvd", disc, "--title", "1", "--pgc", "2", "-o", dir.path("out/t.vob")});
+  Result run = runTool({"dvd", disc, "--titleset", "1", "--pgc", "2", "-o", dir.path("out/t.vob")});
   expectOneLineError(run, 1, "VTS_01_3.VOB", "truncated");
-  run = runTool({"demux", disc, "--title", "1", "--pgc", "2", "--ac3", "0=" + dir.path("out/a.ac3"),
+  run = runTool({"demux", disc, "--titleset", "1", "--pgc", "2", "--ac3", "0=" + dir.path("out/a.ac3"),
                  "--timing"});
   expectOneLineError(run, 1, "VTS_01_3.VOB", "truncated");
   EXPECT_TRUE(folderEntries(dir.path("out")).empty());
   // The first program chain lies before the cut and still reads.
-  run = runTool({"dvd", disc, "--title", "1", "--pgc", "1", "-o", dir.path("out/t.vob")});
+  run = runTool({"dvd", disc, "--titleset", "1", "--pgc", "1", "-o", dir.path("out/t.vob")});
   EXPECT_EQ(run.status, 0) << run.err;
 }
 
 TEST(ToolErrors, VobCutInsideASectorFails) {
   ScratchDir dir;
   std::string disc = truncatedDisc(dir, "VTS_01_2.VOB", 100000);
-  Result run = runTool({"dvd", disc, "--title", "1", "--pgc", "1", "-o", dir.path("t.vob")});
+  Result run = runTool({"dvd", disc, "--titleset", "1", "--pgc", "1", "-o", dir.path("t.vob")});
   expectOneLineError(run, 1, "VTS_01_2.VOB", "not a whole number of 2048-byte sectors");
   EXPECT_FALSE(fs::exists(dir.path("t.vob")));
 
@@ -162,20 +164,20 @@ TEST(ToolErrors, MissingListAndListedFile) {
 TEST(ToolErrors, BadUsageExitsWithTwo) {
   const std::vector<std::vector<std::string>> cases = {
       {"dvd", kDisc, "--pgc", "1"},
-      {"dvd", kDisc, "--title", "1", "--pgc", "1", "--ac3", "0", "--mpeg", "1"},
-      {"dvd", kDisc, "--title", "1", "--pgc", "1", "--ac3", "9"},
-      {"dvd", kDisc, "--title", "x", "--pgc", "1"},
-      {"dvd", kDisc, "--title", "1", "--pgc", "1", "--frobnicate"},
-      {"demux", kDisc, "--title", "1", "--pgc", "1"},
-      {"demux", kDisc, "--title", "1", "--pgc", "1", "--ac3", "0"},
+      {"dvd", kDisc, "--titleset", "1", "--pgc", "1", "--ac3", "0", "--mpeg", "1"},
+      {"dvd", kDisc, "--titleset", "1", "--pgc", "1", "--ac3", "9"},
+      {"dvd", kDisc, "--titleset", "x", "--pgc", "1"},
+      {"dvd", kDisc, "--titleset", "1", "--pgc", "1", "--frobnicate"},
+      {"demux", kDisc, "--titleset", "1", "--pgc", "1"},
+      {"demux", kDisc, "--titleset", "1", "--pgc", "1", "--ac3", "0"},
       {"cat"},
       {"ifo"},
       {"info", kDisc, "extra"},
-      {"chapters", kDisc, "--title", "1"},
+      {"chapters", kDisc, "--titleset", "1"},
       {"chapters", kDisc, "--pgc", "1"},
-      {"chapters", kDisc, "--title", "1", "--pgc", "1", "--format", "srt"},
-      {"chapters", kDisc, "--title", "0", "--pgc", "1"},
-      {"chapters", "--title", "1", "--pgc", "1"},
+      {"chapters", kDisc, "--titleset", "1", "--pgc", "1", "--format", "srt"},
+      {"chapters", kDisc, "--titleset", "0", "--pgc", "1"},
+      {"chapters", "--titleset", "1", "--pgc", "1"},
       {"config", "get", "NoSuchSetting"},
       {"config", "frob"},
       {"nosuchcommand"},

@@ -29,7 +29,7 @@ struct Chain {
 const std::vector<Chain> kChains = {{1, 1}, {1, 2}, {2, 1}};
 
 std::vector<std::string> withChain(std::vector<std::string> args, const Chain& c) {
-  args.insert(args.end(), {"--title", std::to_string(c.titleSet), "--pgc", std::to_string(c.pgc)});
+  args.insert(args.end(), {"--titleset", std::to_string(c.titleSet), "--pgc", std::to_string(c.pgc)});
   return args;
 }
 
@@ -38,7 +38,7 @@ std::string withoutDiscName(const std::string& text) {
   std::istringstream in(text);
   std::string line, kept;
   while (std::getline(in, line))
-    if (line.find("\"folder\":") == std::string::npos && line.rfind("Disc ", 0) != 0)
+    if (line.find("\"path\":") == std::string::npos && line.rfind("Disc ", 0) != 0)
       kept += line + "\n";
   return kept;
 }
@@ -108,8 +108,8 @@ TEST(ToolDvd, ImageEqualsFolder) {
         expectSameRun(image, folder);
       }
     }
-    expectSameRun({"dvd", imagePath(kind), "--title", "1", "--pgc", "1", "--cell", "2"},
-                  {"dvd", imageSourceFolder(kind), "--title", "1", "--pgc", "1", "--cell", "2"});
+    expectSameRun({"dvd", imagePath(kind), "--titleset", "1", "--pgc", "1", "--cell", "2"},
+                  {"dvd", imageSourceFolder(kind), "--titleset", "1", "--pgc", "1", "--cell", "2"});
   }
 }
 
@@ -201,7 +201,7 @@ TEST(ToolErrors, ImageWithoutVideoTs) {
   ASSERT_EQ(testing_support::shell("genisoimage -quiet -udf -o '" + image + "' '" + kSamples +
                                    "/list' 2>&1"),
             0);
-  expectImageError({"dvd", image, "--title", "1", "--pgc", "1"}, image,
+  expectImageError({"dvd", image, "--titleset", "1", "--pgc", "1"}, image,
                    "no VIDEO_TS folder in the UDF root directory");
 }
 
@@ -211,7 +211,7 @@ TEST(ToolErrors, TruncatedImage) {
   bytes.resize(bytes.size() / 2);
   std::string image = dir.path("cut.iso");
   testing_support::writeBytes(image, bytes);
-  Result run = runTool({"dvd", image, "--title", "1", "--pgc", "1"});
+  Result run = runTool({"dvd", image, "--titleset", "1", "--pgc", "1"});
   EXPECT_EQ(run.status, 1);
   EXPECT_EQ(run.out, "");
   EXPECT_EQ(run.err.rfind("fennoria: " + image + ": truncated: ", 0), 0u) << run.err;
@@ -260,8 +260,8 @@ TEST(ToolErrors, ScrambledImage) {
   const std::string what =
       "the disc is scrambled (CSS; VIDEO_TS.VOB is encrypted), and decrypting it is not "
       "fennoria's business";
-  expectImageError({"dvd", image, "--title", "1", "--pgc", "1"}, image, what);
-  expectImageError({"demux", image, "--title", "1", "--pgc", "1", "--ac3", "0=" + dir.path("a")},
+  expectImageError({"dvd", image, "--titleset", "1", "--pgc", "1"}, image, what);
+  expectImageError({"demux", image, "--titleset", "1", "--pgc", "1", "--ac3", "0=" + dir.path("a")},
                    image, what);
 }
 
@@ -285,7 +285,7 @@ TEST(ToolDvdPlaybackOrder, ImageEqualsFolder) {
   std::string image = udfImageOf(dir, "dvd-branching");
   for (int pgc : {1, 2, 3}) {
     SCOPED_TRACE(pgc);
-    std::vector<std::string> args = {"--title", "1", "--pgc", std::to_string(pgc),
+    std::vector<std::string> args = {"--titleset", "1", "--pgc", std::to_string(pgc),
                                      "--playback-order", "--ac3", "1"};
     std::vector<std::string> onImage = {"dvd", image}, onFolder = {"dvd", kSamples + "/dvd-branching"};
     onImage.insert(onImage.end(), args.begin(), args.end());
@@ -303,7 +303,7 @@ TEST(ToolDemux, StreamOutputsFromAnImageEqualTheFolders) {
   for (const char* side : {"image", "folder"}) {
     std::string input = std::string(side) == "image" ? image : kSamples + "/dvd-streams";
     auto out = [&](const std::string& n) { return dir.path(std::string(side) + "." + n); };
-    Result run = runTool({"demux", input, "--title", "1", "--pgc", "1", "--dts", "0=" + out("dts"),
+    Result run = runTool({"demux", input, "--titleset", "1", "--pgc", "1", "--dts", "0=" + out("dts"),
                           "--lpcm", "1=" + out("wav"), "--vobsub", "0=" + out("vobsub")});
     ASSERT_EQ(run.status, 0) << run.err;
     printed.push_back(run.out);

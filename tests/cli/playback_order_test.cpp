@@ -37,7 +37,7 @@ std::string key(const Chain& c) {
 }
 
 Result playbackOrder(const std::string& disc, int pgc, std::vector<std::string> more = {}) {
-  std::vector<std::string> args = {"dvd", disc, "--title", "1", "--pgc", std::to_string(pgc),
+  std::vector<std::string> args = {"dvd", disc, "--titleset", "1", "--pgc", std::to_string(pgc),
                                    "--playback-order"};
   args.insert(args.end(), more.begin(), more.end());
   return runTool(args);
@@ -99,7 +99,7 @@ TEST(ToolDvdPlaybackOrder, EqualsLibdvdreadReadingTheCellsInOrder) {
   for (const Chain& c : kAllChains) {
     SCOPED_TRACE(c.disc + " " + key(c));
     Facts facts = loadFacts(c.disc);
-    Result run = runTool({"dvd", kSamples + "/" + c.disc, "--title", std::to_string(c.titleSet),
+    Result run = runTool({"dvd", kSamples + "/" + c.disc, "--titleset", std::to_string(c.titleSet),
                           "--pgc", std::to_string(c.pgc), "--playback-order"});
     ASSERT_EQ(run.status, 0) << run.err;
     const std::string& fact = facts[key(c) + "playback_sha256"];
@@ -125,24 +125,25 @@ TEST(ToolDvdPlaybackOrder, KeepsOnlyEachCellsOwnSectorsInTheChainsOrder) {
 TEST(ToolDvdPlaybackOrder, AdjoiningCellsGiveTheRangesBytes) {
   for (const Chain& c : {kAllChains[0], kAllChains[1], kAllChains[2], kAllChains[3]}) {
     SCOPED_TRACE(c.disc + " " + key(c));
-    std::vector<std::string> args = {"dvd", kSamples + "/" + c.disc, "--title",
+    std::vector<std::string> args = {"dvd", kSamples + "/" + c.disc, "--titleset",
                                      std::to_string(c.titleSet), "--pgc", std::to_string(c.pgc)};
-    Result range = runTool(args);
-    args.push_back("--playback-order");
     Result ordered = runTool(args);
+    args.push_back("--range");
+    Result range = runTool(args);
     ASSERT_EQ(range.status, 0) << range.err;
     ASSERT_EQ(ordered.status, 0) << ordered.err;
     EXPECT_TRUE(range.out == ordered.out);
   }
 }
 
-// Without playback order a chain keeps its range: for the chain that skips
-// a cell that is the skipped footage too, for the reversed one nothing.
-TEST(ToolDvdPlaybackOrder, WithoutItTheRangeHoldsForeignFootageOrNothing) {
-  Result skipping = runTool({"dvd", kBranching, "--title", "1", "--pgc", "3"});
+// With --range a chain is its first-to-last range, as the filter delivers
+// it: for the chain that skips a cell that is the skipped footage too, for
+// the reversed one nothing.
+TEST(ToolDvdPlaybackOrder, WithRangeTheChainHoldsForeignFootageOrNothing) {
+  Result skipping = runTool({"dvd", kBranching, "--titleset", "1", "--pgc", "3", "--range"});
   ASSERT_EQ(skipping.status, 0) << skipping.err;
   EXPECT_TRUE(skipping.out == cellsInOrder(kBranching + "/VIDEO_TS", {"dvd-branching", 1, 1}));
-  Result reversed = runTool({"dvd", kBranching, "--title", "1", "--pgc", "2"});
+  Result reversed = runTool({"dvd", kBranching, "--titleset", "1", "--pgc", "2", "--range"});
   ASSERT_EQ(reversed.status, 0) << reversed.err;
   EXPECT_EQ(reversed.out.size(), 0u);
 }
@@ -202,13 +203,13 @@ TEST(ToolDvdPlaybackOrder, RefusesAChainWithAnAngleBlock) {
   std::string disc = branchingCopy(dir);
   // Cell 2 of chain 3: the first cell of an angle block (mode 1, type 1).
   patchIfo(disc, [](std::string& ifo) { ifo[cellAt(ifo, 3, 2)] = static_cast<char>(0x50); });
-  Result run = runTool({"dvd", disc, "--title", "1", "--pgc", "3", "--playback-order"});
+  Result run = runTool({"dvd", disc, "--titleset", "1", "--pgc", "3", "--playback-order"});
   EXPECT_EQ(run.status, 1);
   EXPECT_EQ(run.out.size(), 0u);
   EXPECT_NE(run.err.find("program chain 3 of title set 1: cell 2 belongs to an angle block"),
             std::string::npos) << run.err;
   // The other chains still play.
-  EXPECT_EQ(runTool({"dvd", disc, "--title", "1", "--pgc", "2", "--playback-order"}).status, 0);
+  EXPECT_EQ(runTool({"dvd", disc, "--titleset", "1", "--pgc", "2", "--playback-order"}).status, 0);
 }
 
 TEST(ToolDvdPlaybackOrder, CellBeyondTheTitleSetIsAClearError) {
@@ -219,7 +220,7 @@ TEST(ToolDvdPlaybackOrder, CellBeyondTheTitleSetIsAClearError) {
   patchIfo(disc, [&](std::string& ifo) {
     putU32(ifo, cellAt(ifo, 2, 2) + 20, static_cast<std::uint32_t>(sectors + 999));
   });
-  Result run = runTool({"dvd", disc, "--title", "1", "--pgc", "2", "--playback-order"});
+  Result run = runTool({"dvd", disc, "--titleset", "1", "--pgc", "2", "--playback-order"});
   EXPECT_EQ(run.status, 1);
   EXPECT_EQ(run.out.size(), 0u);
   EXPECT_NE(run.err.find("truncated: title set 1 has " + std::to_string(sectors) +
@@ -232,7 +233,7 @@ TEST(ToolDvdPlaybackOrder, CellThatEndsBeforeItStartsIsRefused) {
   ScratchDir dir;
   std::string disc = branchingCopy(dir);
   patchIfo(disc, [](std::string& ifo) { putU32(ifo, cellAt(ifo, 3, 2) + 20, 5); });
-  Result run = runTool({"dvd", disc, "--title", "1", "--pgc", "3", "--playback-order"});
+  Result run = runTool({"dvd", disc, "--titleset", "1", "--pgc", "3", "--playback-order"});
   EXPECT_EQ(run.status, 1);
   EXPECT_EQ(run.out.size(), 0u);
   std::string first = field(loadFacts("dvd-branching")["vts.1.pgc.3.cell.2.sectors"], "first");
@@ -249,7 +250,7 @@ TEST(ToolDvdPlaybackOrder, ChainWithoutCellsIsAClearError) {
     ifo[chain + 2] = 0;  // no programs
     ifo[chain + 3] = 0;  // no cells
   });
-  Result run = runTool({"dvd", disc, "--title", "1", "--pgc", "2", "--playback-order"});
+  Result run = runTool({"dvd", disc, "--titleset", "1", "--pgc", "2", "--playback-order"});
   EXPECT_EQ(run.status, 1);
   EXPECT_NE(run.err.find("program chain 2 of title set 1 has no cells"), std::string::npos)
       << run.err;
@@ -260,7 +261,7 @@ TEST(ToolDvdPlaybackOrder, ChainWithoutCellsIsAClearError) {
 TEST(ToolDemux, PlaybackOrderDemultiplexesTheCellsInOrder) {
   ScratchDir dir;
   ASSERT_EQ(playbackOrder(kBranching, 2, {"-o", dir.path("t.vob")}).status, 0);
-  Result fromDisc = runTool({"demux", kBranching, "--title", "1", "--pgc", "2", "--playback-order",
+  Result fromDisc = runTool({"demux", kBranching, "--titleset", "1", "--pgc", "2", "--playback-order",
                              "--ac3", "0=" + dir.path("a.ac3"), "--video", dir.path("a.m2v"), "-q"});
   ASSERT_EQ(fromDisc.status, 0) << fromDisc.err;
   Result fromFile = runTool({"demux", dir.path("t.vob"), "--ac3", "0=" + dir.path("b.ac3"),
@@ -327,7 +328,7 @@ TEST(ToolDemux, AudioDelayIsTheDifferenceOfFfprobesFirstPackets) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.disc + " pgc " + std::to_string(c.pgc));
     ScratchDir dir;
-    std::vector<std::string> select = {c.disc, "--title", "1", "--pgc", std::to_string(c.pgc)};
+    std::vector<std::string> select = {c.disc, "--titleset", "1", "--pgc", std::to_string(c.pgc)};
     if (c.ordered) select.push_back("--playback-order");
     std::vector<std::string> dvd = {"dvd"};
     dvd.insert(dvd.end(), select.begin(), select.end());
@@ -359,7 +360,7 @@ TEST(ToolDemux, AudioDelayIsTheDifferenceOfFfprobesFirstPackets) {
 
 TEST(ToolDemux, QuietLeavesStandardOutputEmpty) {
   ScratchDir dir;
-  Result run = runTool({"demux", kDisc, "--title", "1", "--pgc", "1", "--ac3",
+  Result run = runTool({"demux", kDisc, "--titleset", "1", "--pgc", "1", "--ac3",
                         "0=" + dir.path("a.ac3"), "-q"});
   ASSERT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(run.out, "");
@@ -367,7 +368,7 @@ TEST(ToolDemux, QuietLeavesStandardOutputEmpty) {
 
 TEST(ToolDemux, DelayOfAStreamWithoutPacketsIsUnknown) {
   ScratchDir dir;
-  Result run = runTool({"demux", kDisc, "--title", "1", "--pgc", "1", "--ac3",
+  Result run = runTool({"demux", kDisc, "--titleset", "1", "--pgc", "1", "--ac3",
                         "5=" + dir.path("none.ac3")});
   ASSERT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(run.out, dir.path("none.ac3") + ": delay unknown (no time stamp of this stream)\n");

@@ -27,7 +27,7 @@ bool haveFfmpeg() { return commandExists("ffmpeg") && commandExists("ffprobe"); 
   if (!haveFfmpeg()) GTEST_SKIP() << "ffmpeg is not installed (apt-get install ffmpeg)"
 
 Result demux(int pgc, const std::vector<std::string>& streams, const std::string& disc = kStreams) {
-  std::vector<std::string> args = {"demux", disc, "--title", "1", "--pgc", std::to_string(pgc), "-q"};
+  std::vector<std::string> args = {"demux", disc, "--titleset", "1", "--pgc", std::to_string(pgc), "-q"};
   args.insert(args.end(), streams.begin(), streams.end());
   return runTool(args);
 }
@@ -423,7 +423,7 @@ TEST(ToolStreams, InfoNamesEveryAudioCoding) {
   ASSERT_EQ(run.status, 0) << run.err;
   Json info = parseJson(run.out);
   Facts facts = loadFacts("dvd-streams");
-  const Json& audio = info["title_sets"][0]["audio"];
+  const Json& audio = info["titles"][0]["audio"];
   ASSERT_EQ(static_cast<long long>(audio.size()), number(facts["vts.1.audio_streams"]));
   const std::map<long long, std::string> codings = {{0, "ac3"}, {2, "mpeg1"}, {4, "lpcm"}, {6, "dts"}};
   for (std::size_t a = 0; a < audio.size(); ++a) {
@@ -439,7 +439,9 @@ TEST(ToolStreams, InfoNamesEveryAudioCoding) {
   }
   Result table = runTool({"info", kStreams});
   ASSERT_EQ(table.status, 0) << table.err;
-  EXPECT_NE(table.out.find("Audio 0: dts      6 ch  en\n"), std::string::npos) << table.out;
-  EXPECT_NE(table.out.find("Audio 2: lpcm     2 ch  fr  48000 Hz 24 bits\n"), std::string::npos)
+  EXPECT_NE(table.out.find("Audio 1: en  dts      6 ch  48000 Hz  stream 0x88\n"), std::string::npos)
+      << table.out;
+  EXPECT_NE(table.out.find("Audio 3: fr  lpcm     2 ch  48000 Hz 24 bits  stream 0xa2\n"),
+            std::string::npos)
       << table.out;
 }
