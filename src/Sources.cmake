@@ -106,7 +106,8 @@ set(FENNORIA_DIAG_SOURCES
   ${_src}/diag/debug_log.cpp)
 
 set(FENNORIA_FILTER_SOURCES
-  ${_src}/filter/settings_store.cpp)
+  ${_src}/filter/settings_store.cpp
+  ${_src}/filter/disc_title_settings.cpp)
 
 list(APPEND FENNORIA_CORE_SOURCES
   ${FENNORIA_CONFIG_PLATFORM_SOURCES}

@@ -33,6 +33,11 @@ const char* kHelp =
     "  DvdPgc        program chain number (0 is the first)\n"
     "  DvdAudio      audio stream number\n"
     "  DvdPlaybackOrder 1 delivers a chain's cells in order, each its own sectors\n"
+    "  DvdTitleNumber   a disc title, 1-99, as players number it (0: DvdTitle and\n"
+    "                DvdPgc choose)\n"
+    "  DvdChapterFirst, DvdChapterLast  only these chapters of DvdTitleNumber\n"
+    "                (0: from the first, to the last)\n"
+    "  DvdAudioTrack keep only this audio track, from 1 ('fennoria info' lists them)\n"
     "  ShowProgress  0 keeps the progress window hidden while the graph runs\n"
     "  StandardReads 1 serves parsers that read at any position (see the README)\n"
     "The debug log's values (machine-wide), named log.MODULE.VALUE, with MODULE\n"
@@ -54,9 +59,10 @@ const char* kHelp =
 const char* kLogRoot = "SOFTWARE\\DebugOrmelund";
 const char* kCategories[] = {"TIMING",  "TRACE",   "MEMORY",  "LOCKING", "ERROR",   "CUSTOM1",
                              "CUSTOM2", "CUSTOM3", "CUSTOM4", "CUSTOM5", "TIMEOUT"};
-const char* kFilterValues[] = {"DvdReadMode",  "DvdTitle",      "DvdPgc",
-                               "DvdAudio",     "DvdPlaybackOrder", "ShowProgress",
-                               "StandardReads"};
+const char* kFilterValues[] = {"DvdReadMode",     "DvdTitle",       "DvdPgc",
+                               "DvdAudio",        "DvdPlaybackOrder", "DvdTitleNumber",
+                               "DvdChapterFirst", "DvdChapterLast", "DvdAudioTrack",
+                               "ShowProgress",    "StandardReads"};
 
 bool sameText(const std::string& a, const std::string& b) {
   if (a.size() != b.size()) return false;
@@ -90,8 +96,9 @@ Setting resolve(const std::string& name) {
     }
   }
   usage("config", "unknown setting '" + name +
-                      "' (DvdReadMode, DvdTitle, DvdPgc, DvdAudio, DvdPlaybackOrder, ShowProgress, "
-                      "StandardReads or log.MODULE.VALUE)");
+                      "' (DvdReadMode, DvdTitle, DvdPgc, DvdAudio, DvdPlaybackOrder, "
+                      "DvdTitleNumber, DvdChapterFirst, DvdChapterLast, DvdAudioTrack, "
+                      "ShowProgress, StandardReads or log.MODULE.VALUE)");
 }
 
 std::string hiveName(platform::Hive hive) {

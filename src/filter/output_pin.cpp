@@ -11,6 +11,7 @@
 #include "disc/open_disc_image.h"
 #include "dshow/media_type.h"
 #include "dvdnav/dvd_title_reader.h"
+#include "filter/disc_title_settings.h"
 #include "filter/settings_store.h"
 #include "filter/source_guids.h"
 #include "input/multiple_file_inputer.h"
@@ -139,6 +140,8 @@ HRESULT OutputPin::ConfigureSource() {
   std::size_t separator = current.find_last_of("/\\");
   std::string folder = separator == std::string::npos ? std::string() : current.substr(0, separator);
 
+  // Opt-in: a disc title as players number it, and an audio track.
+  const DiscTitleSettings discTitle = DiscTitleSettings::read();
   if (DvdTitleReader* reader = titleSource_.reader()) {
     settings_.title = ReadSettingInt(kSettingsKeyPath, "DvdTitle", settings_.title);
     settings_.pgc = ReadSettingInt(kSettingsKeyPath, "DvdPgc", settings_.pgc);
@@ -149,11 +152,13 @@ HRESULT OutputPin::ConfigureSource() {
     FENNORIA_LOG(LOG_TRACE, 0, "DvdImg mode, title=%d, pgc=%d, audio=%d", settings_.title,
                  settings_.pgc, settings_.audioNumber);
     openNavigation(current, folder);
-    reader->selectTitleSet(settings_.title, settings_.titleSelector);
-    if (playbackOrder)
-      reader->selectPlaybackOrder(settings_.pgc);
-    else
-      reader->selectProgramChain(settings_.pgc);
+    if (!selectDiscTitle(discTitle, *reader)) {
+      reader->selectTitleSet(settings_.title, settings_.titleSelector);
+      if (playbackOrder)
+        reader->selectPlaybackOrder(settings_.pgc);
+      else
+        reader->selectProgramChain(settings_.pgc);
+    }
   }
 
   if (demuxer_) {
@@ -189,6 +194,8 @@ HRESULT OutputPin::ConfigureSource() {
         FENNORIA_LOG(LOG_ERROR, 0, "Could not add subtitle track %s/%d", track->file.c_str(), key);
     }
   }
+
+  if (DvdTitleReader* reader = titleSource_.reader()) selectDiscAudioTrack(discTitle, *reader);
 
   // The counter is set first, so this seek finds it there and does not
   // reposition the reader.

@@ -42,7 +42,7 @@ if(CASE STREQUAL "cat")
                   ${SAMPLES}/list/clip2.mpg ${SAMPLES}/list/clip3.mpg OUTPUT_FILE ${WORK}/ref.mpg)
   expect_same(${WORK}/joined.mpg ${WORK}/ref.mpg)
 elseif(CASE STREQUAL "dvd")
-  run_tool(STATUS s ARGS dvd ${disc} --title 1 --pgc 1 -o ${win_work}/pgc.vob)
+  run_tool(STATUS s ARGS dvd ${disc} --titleset 1 --pgc 1 --range -o ${win_work}/pgc.vob)
   expect_status(${s} 0)
   file(SHA256 ${WORK}/pgc.vob digest)
   # libdvdread's digest of the program chain (samples/dvd/dvdread-facts.txt).
@@ -54,7 +54,7 @@ elseif(CASE STREQUAL "dvd")
 elseif(CASE STREQUAL "dvd-playback-order")
   # The branching sample's chain 2 plays title 1's last cell, then its first
   # (which runs from the first VOB file into the second).
-  run_tool(STATUS s ARGS dvd ${win_samples}/dvd-branching --title 1 --pgc 2 --playback-order
+  run_tool(STATUS s ARGS dvd ${win_samples}/dvd-branching --titleset 1 --pgc 2
            -o ${win_work}/cells.vob)
   expect_status(${s} 0)
   file(SHA256 ${WORK}/cells.vob digest)
@@ -64,10 +64,22 @@ elseif(CASE STREQUAL "dvd-playback-order")
   if(NOT digest STREQUAL expected)
     message(FATAL_ERROR "cells digest ${digest}, libdvdread ${expected}")
   endif()
+elseif(CASE STREQUAL "dvd-title")
+  # Chapters 2-5 of the titles sample's title 1, across its two program
+  # chains: libdvdnav's blocks (samples/dvd-titles/dvdnav-blocks.txt).
+  run_tool(STATUS s ARGS dvd ${win_samples}/dvd-titles --title 1 --chapters 2-5
+           -o ${win_work}/title.vob)
+  expect_status(${s} 0)
+  file(SHA256 ${WORK}/title.vob digest)
+  file(STRINGS ${SAMPLES}/dvd-titles/dvdnav-blocks.txt fact REGEX "^title\\.1\\.chapters\\.2-5 ")
+  string(SUBSTRING "${fact}" 28 64 expected)
+  if(NOT digest STREQUAL expected)
+    message(FATAL_ERROR "title digest ${digest}, libdvdnav ${expected}")
+  endif()
 elseif(CASE STREQUAL "dvd-ac3")
   # The filtered range through stdout, then demultiplexed again: its AC-3
   # stream is still the reference and its MPEG audio is gone.
-  run_tool(STATUS s ARGS dvd ${disc} --title 1 --pgc 2 --ac3 0)
+  run_tool(STATUS s ARGS dvd ${disc} --titleset 1 --pgc 2 --ac3 0)
   expect_status(${s} 0)
   file(RENAME ${WORK}/stdout ${WORK}/filtered.vob)
   run_tool(STATUS s ARGS demux ${win_work}/filtered.vob --ac3 0=${win_work}/a.ac3
@@ -79,7 +91,7 @@ elseif(CASE STREQUAL "dvd-ac3")
     message(FATAL_ERROR "the filtered range still holds MPEG audio")
   endif()
 elseif(CASE STREQUAL "demux")
-  run_tool(STATUS s ARGS demux ${disc} --title 1 --pgc 1 --ac3 0=${win_work}/a.ac3
+  run_tool(STATUS s ARGS demux ${disc} --titleset 1 --pgc 1 --ac3 0=${win_work}/a.ac3
            --mpeg 1=${win_work}/b.mp2 --sub 0=${win_work}/s.sub --timing)
   expect_status(${s} 0)
   expect_same(${WORK}/a.ac3 ${SAMPLES}/dvd/refs/vts.1.pgc.1.0x80.ac3)
@@ -91,7 +103,7 @@ elseif(CASE STREQUAL "demux")
 elseif(CASE STREQUAL "demux-streams")
   # ffmpeg's DTS stream copy and WAV file (samples/dvd-streams/refs), and a
   # VobSub index with the sample's language and its two subtitles.
-  run_tool(STATUS s ARGS demux ${win_samples}/dvd-streams/VIDEO_TS --title 1 --pgc 1 -q
+  run_tool(STATUS s ARGS demux ${win_samples}/dvd-streams/VIDEO_TS --titleset 1 --pgc 1 -q
            --dts 0=${win_work}/a.dts --lpcm 1=${win_work}/b.wav --vobsub 0=${win_work}/s)
   expect_status(${s} 0)
   expect_same(${WORK}/a.dts ${SAMPLES}/dvd-streams/refs/vts.1.pgc.1.0x88.dts)
@@ -111,13 +123,13 @@ elseif(CASE STREQUAL "info")
   run_tool(STATUS s ARGS info ${disc} --json)
   expect_status(${s} 0)
   file(READ ${WORK}/stdout json)
-  string(JSON provider GET "${json}" provider_id)
+  string(JSON provider GET "${json}" disc provider_id)
   string(JSON sectors GET "${json}" title_sets 0 pgcs 0 sectors)
   if(NOT provider STREQUAL "DVDAuthor 0.7.2" OR NOT sectors EQUAL 190)
     message(FATAL_ERROR "info --json: provider '${provider}', sectors ${sectors}")
   endif()
 elseif(CASE STREQUAL "chapters")
-  run_tool(STATUS s ARGS chapters ${disc} --title 1 --pgc 1 --format ffmetadata)
+  run_tool(STATUS s ARGS chapters ${disc} --titleset 1 --pgc 1 --format ffmetadata)
   expect_status(${s} 0)
   file(READ ${WORK}/stdout text)
   string(CONCAT expected ";FFMETADATA1\n"
@@ -128,13 +140,13 @@ elseif(CASE STREQUAL "chapters")
     message(FATAL_ERROR "chapters --format ffmetadata gave:\n${text}")
   endif()
 elseif(CASE STREQUAL "errors")
-  run_tool(STATUS s ERR err ARGS dvd ${win_samples}/none --title 1 --pgc 1)
+  run_tool(STATUS s ERR err ARGS dvd ${win_samples}/none --title 1)
   expect_status(${s} 1)
   if(NOT err MATCHES "^fennoria: [^\n]*none: no such folder\r?\n$")
     message(FATAL_ERROR "unexpected error text: ${err}")
   endif()
-  run_tool(STATUS s ERR err ARGS dvd ${disc} --title 3 --pgc 1 -o ${win_work}/x.vob)
-  expect_status(${s} 1)
+  run_tool(STATUS s ERR err ARGS dvd ${disc} --title 4 -o ${win_work}/x.vob)
+  expect_status(${s} 2)
   if(EXISTS ${WORK}/x.vob)
     message(FATAL_ERROR "an output was left after a failure")
   endif()

@@ -510,3 +510,100 @@ TEST_F(ReadPathGraph, DvdSyncReadOfLessThanASectorDropsTheRestOfEachSector) {
   // The read after the last sector finds nothing: S_FALSE.
   EXPECT_EQ(p.failure, S_FALSE);
 }
+
+namespace {
+
+// What libdvdnav played for a title's chapters (dvdnav-blocks.txt): its
+// digest and sector count.
+std::pair<std::string, long> playedBlocks(const std::string& disc, int title, int first, int last) {
+  std::ifstream in(samplePath(disc + "/dvdnav-blocks.txt"));
+  const std::string key = "title." + std::to_string(title) + ".chapters." + std::to_string(first) +
+                          "-" + std::to_string(last) + " sha256 ";
+  std::string line;
+  while (std::getline(in, line))
+    if (line.compare(0, key.size(), key) == 0)
+      return {line.substr(key.size(), 64), std::stol(line.substr(line.rfind(' ') + 1))};
+  return {"", -1};
+}
+
+void storeDiscTitle(int title, int first, int last, int audioTrack) {
+  storeSetting("DvdReadMode", 2);
+  storeSetting("DvdTitleNumber", static_cast<DWORD>(title));
+  storeSetting("DvdChapterFirst", static_cast<DWORD>(first));
+  storeSetting("DvdChapterLast", static_cast<DWORD>(last));
+  storeSetting("DvdAudioTrack", static_cast<DWORD>(audioTrack));
+}
+
+}  // namespace
+
+// "DvdTitleNumber" with "DvdChapterFirst"/"DvdChapterLast": the titles
+// sample's titles and chapter ranges as libdvdnav plays them, title 1
+// across its two program chains; the title set and chain settings play no
+// part then.
+TEST_F(ReadPathGraph, DiscTitleFromTheRegistryDeliversWhatLibdvdnavPlays) {
+  const std::string vob = samplePath("dvd-titles/VIDEO_TS/VTS_01_1.VOB");
+  storeSetting("DvdTitle", 7);
+  storeSetting("DvdPgc", 9);
+  const std::vector<std::vector<int>> ranges = {{1, 1, 5}, {1, 2, 5}, {1, 4, 4}, {1, 3, 3},
+                                                {2, 1, 2}, {3, 2, 2}};
+  for (const auto& r : ranges) {
+    SCOPED_TRACE("title " + std::to_string(r[0]) + " chapters " + std::to_string(r[1]) + "-" +
+                 std::to_string(r[2]));
+    const auto expected = playedBlocks("dvd-titles", r[0], r[1], r[2]);
+    ASSERT_EQ(expected.first.size(), 64u);
+    storeDiscTitle(r[0], r[1], r[2], 0);
+    for (long size : {2048L, 3000L, 65536L}) {
+      Played p = play(vob, PullSink::Mode::Aligned, size, nothing);
+      ASSERT_EQ(p.connect, S_OK);
+      ASSERT_TRUE(p.finished);
+      EXPECT_EQ(p.total, expected.second * 2048);
+      EXPECT_EQ(p.failure, S_OK) << size;
+      EXPECT_EQ(sha256Hex(p.data), expected.first) << "sample size " << size;
+    }
+  }
+  // Chapters 0 and 0: the whole title.
+  storeDiscTitle(1, 0, 0, 0);
+  EXPECT_EQ(sha256Hex(play(vob, PullSink::Mode::Aligned, 65536, nothing).data),
+            playedBlocks("dvd-titles", 1, 1, 5).first);
+}
+
+// "DvdAudioTrack" 1 of the titles sample is stream 0x81, as the chains'
+// control tables say: the title's packs without those of 0x80 and 0xC0.
+TEST_F(ReadPathGraph, DiscAudioTrackDeliversItsStreamWithoutTheOtherAudio) {
+  const std::string vob = samplePath("dvd-titles/VIDEO_TS/VTS_01_1.VOB");
+  storeDiscTitle(1, 0, 0, 0);
+  Played whole = play(vob, PullSink::Mode::Aligned, 65536, nothing);
+  ASSERT_TRUE(whole.finished);
+  ASSERT_EQ(sha256Hex(whole.data), playedBlocks("dvd-titles", 1, 1, 5).first);
+  std::string kept;
+  int dropped = 0;
+  for (std::size_t at = 0; at < whole.data.size(); at += 2048) {
+    const std::string pack = whole.data.substr(at, 2048);
+    const int id = packStream(pack);
+    if (id == 0xBD80 || id == 0xC0)
+      ++dropped;
+    else
+      kept += pack;
+  }
+  ASSERT_GT(dropped, 0);
+  storeDiscTitle(1, 0, 0, 1);
+  Played track = play(vob, PullSink::Mode::Aligned, 65536, nothing);
+  ASSERT_EQ(track.connect, S_OK);
+  ASSERT_TRUE(track.finished);
+  ASSERT_GE(track.data.size(), kept.size());
+  EXPECT_TRUE(track.data.substr(0, kept.size()) == kept);
+}
+
+// With the new settings absent or 0 the specified settings choose, exactly
+// as before: title set 1's first chain of the main sample, its range.
+TEST_F(ReadPathGraph, DiscTitleSettingsAtZeroLeaveTheChainSettingsAlone) {
+  storeFirstChainOfTitleSetOne();
+  storeSetting("DvdTitleNumber", 0);
+  storeSetting("DvdChapterFirst", 2);
+  storeSetting("DvdChapterLast", 2);
+  storeSetting("DvdAudioTrack", 0);
+  Played p = play(samplePath("dvd/VIDEO_TS/VTS_01_1.VOB"), PullSink::Mode::Aligned, 65536, nothing);
+  ASSERT_TRUE(p.finished);
+  EXPECT_EQ(p.total, 190 * 2048);
+  EXPECT_EQ(sha256Hex(p.data), factsSha256("vts.1.pgc.1"));
+}
