@@ -50,7 +50,7 @@ else()
   install(FILES ${PROJECT_SOURCE_DIR}/src/cli/completion.bash
           DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
           RENAME fennoria)
-  file(GLOB _docs CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md)
+  file(GLOB _docs CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md ${PROJECT_SOURCE_DIR}/docs/*.json)
   install(FILES ${PROJECT_SOURCE_DIR}/README.md ${_docs}
                 ${_packaging}/debian/copyright ${_generated}/changelog.gz
           DESTINATION ${_doc})

@@ -24,11 +24,11 @@ _fennoria() {
     local options
     case $command in
         cat) options='-o --output -q --quiet -h --help' ;;
-        dvd) options='--title --pgc --cell --playback-order --ac3 --mpeg -o --output -q --quiet -h --help' ;;
-        demux) options='--title --pgc --cell --playback-order --ac3 --mpeg --dts --lpcm --sub --vobsub --video --timing -q --quiet -h --help' ;;
+        dvd) options='-t --title --chapters --audio -T --titleset -p --pgc -c --cell --range --playback-order --ac3 --mpeg -o --output -q --quiet -h --help' ;;
+        demux) options='-t --title --chapters --audio --subtitle --subtitle-view -T --titleset -p --pgc -c --cell --range --playback-order --ac3 --mpeg --dts --lpcm --sub --vobsub --video --timing -q --quiet -h --help' ;;
         ifo) options='-q --quiet -h --help' ;;
-        info) options='--json -q --quiet -h --help' ;;
-        chapters) options='--title --pgc --format -o --output -q --quiet -h --help' ;;
+        info) options='-t --title --chains --json -q --quiet -h --help' ;;
+        chapters) options='-t --title --chapters -T --titleset -p --pgc --format -o --output -q --quiet -h --help' ;;
         config) options='-h --help' ;;
         *) return 0 ;;
     esac
@@ -41,7 +41,10 @@ _fennoria() {
         --format)
             [[ $command == chapters ]] && COMPREPLY=($(compgen -W 'ogm ffmetadata json' -- "$cur"))
             return 0 ;;
-        --title|--pgc|--cell|--ac3|--mpeg|--dts|--lpcm|--sub|--vobsub)
+        --subtitle-view)
+            COMPREPLY=($(compgen -W '4:3 wide letterbox pan-scan' -- "$cur"))
+            return 0 ;;
+        -t|--title|--chapters|-T|--titleset|-p|--pgc|-c|--cell|--audio|--subtitle|--ac3|--mpeg|--dts|--lpcm|--sub|--vobsub)
             return 0 ;;
     esac
 
@@ -65,7 +68,7 @@ _fennoria() {
             if ((n == 0)); then
                 COMPREPLY=($(compgen -W 'get set unset list' -- "$cur"))
             elif ((n == 1)) && [[ ${words[0]} =~ ^(get|set|unset)$ ]]; then
-                local names='DvdReadMode DvdTitle DvdPgc DvdAudio ShowProgress StandardReads' m v
+                local names='DvdReadMode DvdTitle DvdPgc DvdAudio DvdPlaybackOrder DvdTitleNumber DvdChapterFirst DvdChapterLast DvdAudioTrack ShowProgress StandardReads' m v
                 for m in GLOBAL fennoria.dll; do
                     for v in TIMING TRACE MEMORY LOCKING ERROR CUSTOM1 CUSTOM2 CUSTOM3 \
                              CUSTOM4 CUSTOM5 TIMEOUT LogToFile; do

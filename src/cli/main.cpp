@@ -1,6 +1,7 @@
-// fennoria: the command-line tool. Joins lists, extracts and filters a DVD
-// program chain, demultiplexes, dumps and lists IFO files and chapters, and
-// edits the settings, each subcommand a thin layer over the core classes.
+// fennoria: the command-line tool. Joins lists, extracts and filters DVD
+// titles and program chains, demultiplexes, dumps and lists IFO files and
+// chapters, and edits the settings, each subcommand a thin layer over the
+// core classes.
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -12,38 +13,42 @@
 namespace {
 
 const char* kHelp =
-    "fennoria - join media lists, extract and demultiplex DVD program chains\n"
+    "fennoria - join media lists, extract and demultiplex DVD titles\n"
     "\n"
     "usage: fennoria COMMAND [OPTIONS]   (fennoria COMMAND --help for each)\n"
     "       fennoria --version            the version, as one line\n"
     "\n"
     "commands:\n"
     "  cat LIST_OR_FILE [-o OUT]         the list's files joined into one stream\n"
-    "  dvd VIDEO_TS --title N --pgc P [--cell C] [--ac3 K | --mpeg K] [-o OUT]\n"
-    "                                    a program chain's (or cell's) sectors\n"
-    "  demux VIDEO_TS|FILE.vob [--title N --pgc P] --ac3 K=FILE ... [--timing]\n"
-    "                                    elementary streams into files\n"
+    "  dvd VIDEO_TS --title T [--chapters A-B] [--audio N|LANG] [-o OUT]\n"
+    "                                    a disc title (or some of its chapters)\n"
+    "  dvd VIDEO_TS --titleset N --pgc P [--cell C] [--range] [-o OUT]\n"
+    "                                    a program chain's cells (or its range)\n"
+    "  demux VIDEO_TS|FILE.vob [--title T] --audio N=FILE ... [--timing]\n"
+    "                                    tracks and streams into files\n"
     "  ifo VIDEO_TS                      the full text dump of the IFO files\n"
-    "  info VIDEO_TS [--json]            title sets, program chains, streams\n"
-    "  chapters VIDEO_TS --title N --pgc P [--format ogm|ffmetadata|json] [-o OUT]\n"
-    "                                    a program chain's chapters and their times\n"
+    "  info VIDEO_TS [--title T] [--json]  titles, tracks, chapters\n"
+    "  chapters VIDEO_TS --title T [--format ogm|ffmetadata|json] [-o OUT]\n"
+    "                                    a title's chapters and their times\n"
     "  config get|set|unset|list [NAME [VALUE]]\n"
     "                                    the filter's settings and the debug log\n"
     "\n"
     "VIDEO_TS is a DVD's VIDEO_TS folder (or the folder above it), a disc image\n"
     "(UDF or ISO 9660, such as movie.iso) or, on Linux, a drive (/dev/sr0).\n"
+    "Titles, chapters and tracks are numbered as players and 'fennoria info'\n"
+    "number them; --titleset N --pgc P is what --title N --pgc P was before.\n"
     "\n"
     "Data go to stdout (or -o FILE); errors are one line on stderr. Exit status:\n"
-    "0 success, 1 bad input or a failed read or write, 2 bad usage. On a terminal\n"
-    "long work shows a progress line on stderr; --quiet turns it off.\n"
+    "0 success, 1 bad input or a failed read or write, 2 bad usage (a number the\n"
+    "disc does not have too). On a terminal long work shows a progress line on\n"
+    "stderr; --quiet turns it off.\n"
     "\n"
     "examples:\n"
     "  fennoria cat clips.lst -o joined.mpg\n"
-    "  fennoria dvd /media/dvd/VIDEO_TS --title 1 --pgc 1 --ac3 0 -o movie.vob\n"
-    "  fennoria demux /media/dvd/VIDEO_TS --title 1 --pgc 1 --ac3 0=en.ac3 --timing\n"
-    "  fennoria info movie.iso\n"
-    "  fennoria info /media/dvd/VIDEO_TS\n"
-    "  fennoria chapters /media/dvd/VIDEO_TS --title 1 --pgc 1 -o chapters.txt\n";
+    "  fennoria info /media/dvd\n"
+    "  fennoria dvd /media/dvd --title 1 --audio en -o movie.vob\n"
+    "  fennoria demux movie.iso --title 1 --audio en=en.ac3 --subtitle en=en --timing\n"
+    "  fennoria chapters /media/dvd --title 1 -o chapters.txt\n";
 
 }  // namespace
 
