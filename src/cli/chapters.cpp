@@ -90,7 +90,7 @@ Listed titleChaptersOf(const Disc& disc, const Selection& s) {
   listed.chapters = titleChapters(title, first, last);
   JsonWriter json;
   json.object();
-  writeDiscJson(json, reader, disc.folder, titles);
+  writeDiscJson(json, disc, titles);
   json.array("titles");
   writeTitleJson(json, title, first, last);
   json.end().end();
@@ -110,7 +110,7 @@ Listed chainChaptersOf(const Disc& disc, const Selection& s) {
                           std::to_string(s.titleSet) + ": " + problem);
   JsonWriter json;
   json.object();
-  writeDiscJson(json, reader, disc.folder, titleReports(reader));
+  writeDiscJson(json, disc, titleReports(reader));
   json.array("title_sets");
   writeTitleSetJson(json, set, s.titleSet, {s.pgc - 1});
   json.end().end();

@@ -26,7 +26,7 @@ bool isFileOrDrive(const std::string& path) {
 
 // The VIDEO_TS folder inside the image `path`; every fault ends the run
 // with a message naming the image.
-std::shared_ptr<const DiscFiles> openImage(const std::string& path) {
+std::shared_ptr<const ImageFiles> openImage(const std::string& path) {
   OpenedDiscImage image = openDiscImage(path, path + "/VIDEO_TS");
   if (image.problem == disc::Problem::NotAnImage)
     fail(path, "is neither a VIDEO_TS folder nor a disc image (no UDF or ISO 9660 volume)");
@@ -58,7 +58,9 @@ Disc::Disc(const std::string& name, bool dumpToStdout)
     if (!isFileOrDrive(folder)) fail(folder, "no such folder");
     std::string image = folder;
     folder += "/VIDEO_TS";
-    load(openImage(image), dumpToStdout);
+    std::shared_ptr<const ImageFiles> files = openImage(image);
+    label = files->table().label;
+    load(files, dumpToStdout);
     return;
   }
   if (!hasIfo(folder)) {

@@ -38,6 +38,9 @@ struct Disc {
 
   // The folder, or for an image "IMAGE/VIDEO_TS": what messages name.
   std::string folder;
+  // The image's or drive's volume name; empty for a folder or an image
+  // without one.
+  std::string label;
 
  private:
   // What the reader says: failures and selection errors (levels 0 and 1)

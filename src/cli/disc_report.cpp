@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "cli/cli.h"
+#include "cli/disc.h"
 #include "dvdnav/chapter_list.h"
 #include "dvdnav/dvd_title_reader.h"
 #include "extract/vobsub_index.h"
@@ -27,12 +28,12 @@ std::int64_t cellSectors(const CellReport& cell) {
 void fillTitle(TitleReport& report) {
   const dvdnav::DiscTitle& title = *report.title;
   const std::int32_t chapters = static_cast<std::int32_t>(title.chapters.size());
-  for (std::int32_t c : dvdnav::chainsOf(title, 1, chapters)) report.chains.push_back(c + 1);
+  const std::vector<std::int32_t> chains = dvdnav::chainsOf(title, 1, chapters);
+  for (std::int32_t c : chains) report.chains.push_back(c + 1);
   for (const ChapterReport& chapter : titleChapters(report, 1, chapters)) {
     report.ticks += chapter.length;
     for (const CellReport& cell : chapter.cells) report.sectors += cellSectors(cell);
   }
-  const std::vector<std::int32_t> chains = dvdnav::chainsOf(title, 1, chapters);
   report.audio = dvdnav::audioTracks(*report.titleSet, chains);
   report.subtitles = dvdnav::subtitleTracks(*report.titleSet, chains);
 }
@@ -247,13 +248,15 @@ std::vector<ChapterReport> chainChapters(const dvdnav::ProgramChain& pgc, std::i
   return chapters;
 }
 
-void writeDiscJson(JsonWriter& json, const DvdTitleReader& reader, const std::string& folder,
-                   const std::vector<TitleReport>& titles) {
+void writeDiscJson(JsonWriter& json, const Disc& disc, const std::vector<TitleReport>& titles) {
+  const DvdTitleReader& reader = *disc.reader;
   const auto& vmg = *reader.videoManager;
-  json.object("disc")
-      .string("path", folder)
-      .null("label")
-      .string("provider_id", vmg.providerid)
+  json.object("disc").string("path", disc.folder);
+  if (disc.label.empty())
+    json.null("label");
+  else
+    json.string("label", disc.label);
+  json.string("provider_id", vmg.providerid)
       .number("volumes", vmg.numvolumes)
       .number("volume", vmg.volume)
       .number("side", vmg.diskside)

@@ -17,6 +17,8 @@ class DvdTitleReader;
 
 namespace cli {
 
+struct Disc;
+
 // One cell as a chapter plays it.
 struct CellReport {
   std::int32_t pgc = 0, cell = 0;  // from 1
@@ -66,8 +68,7 @@ std::string videoSummary(const dvdnav::VideoAttributes& video);
 std::string streamIdText(std::int32_t id);
 
 // The JSON document's parts (docs/disc-json.md, docs/disc.schema.json).
-void writeDiscJson(JsonWriter& json, const DvdTitleReader& reader, const std::string& folder,
-                   const std::vector<TitleReport>& titles);
+void writeDiscJson(JsonWriter& json, const Disc& disc, const std::vector<TitleReport>& titles);
 // A title with its tracks and chapters `first` to `last`.
 void writeTitleJson(JsonWriter& json, const TitleReport& title, std::int32_t first,
                     std::int32_t last);

@@ -131,10 +131,11 @@ void printChapters(const TitleReport& t) {
   }
 }
 
-void printTitles(const DvdTitleReader& r, const std::string& folder,
-                 const std::vector<TitleReport>& titles, std::int32_t only) {
+void printTitles(const Disc& disc, const std::vector<TitleReport>& titles, std::int32_t only) {
+  const DvdTitleReader& r = *disc.reader;
   const auto& vmg = *r.videoManager;
-  std::printf("Disc %s\n", folder.c_str());
+  std::printf("Disc %s\n", disc.folder.c_str());
+  if (!disc.label.empty()) std::printf("Label \"%s\"\n", disc.label.c_str());
   std::printf("Provider \"%s\", volume %d of %d, side %d, %s, %s\n", vmg.providerid.c_str(),
               vmg.volume, vmg.numvolumes, vmg.diskside, counted(vmg.titles.size(), "title").c_str(),
               counted(r.titleSets.size(), "title set").c_str());
@@ -225,7 +226,7 @@ int runInfo(const std::vector<std::string>& argv) {
   if (args.has("--json")) {
     JsonWriter json;
     json.object();
-    writeDiscJson(json, reader, disc.folder, titles);
+    writeDiscJson(json, disc, titles);
     json.array("titles");
     for (const TitleReport& t : titles)
       if (only.title == 0 || t.number == only.title)
@@ -240,7 +241,7 @@ int runInfo(const std::vector<std::string>& argv) {
     json.end();
     std::fputs(json.text().c_str(), stdout);
   } else {
-    printTitles(reader, disc.folder, titles, only.title);
+    printTitles(disc, titles, only.title);
     if (args.has("--chains")) printChains(reader);
   }
   if (std::fflush(stdout) != 0) fail("standard output", "write failed (" + errnoText() + ")");

@@ -60,15 +60,23 @@ bool hasVolumeSignature(ImageBytes& image) {
   return std::memcmp(head + 1, "CD001", 5) == 0 || std::memcmp(head + 1, "BEA01", 5) == 0;
 }
 
+std::string labelText(const std::uint8_t* bytes, std::size_t count) {
+  std::string text;
+  for (std::size_t i = 0; i < count; ++i)
+    text += bytes[i] >= 0x20 && bytes[i] < 0x7F ? static_cast<char>(bytes[i]) : bytes[i] ? '?' : ' ';
+  while (!text.empty() && text.back() == ' ') text.pop_back();
+  return text;
+}
+
 ImageTable readImageTable(ImageBytes& image) {
   ImageTable table;
   try {
     // UDF first: it is what players read, and a hybrid image's ISO 9660
     // side may be the one cut short (a UDF fault is reported, not hidden
     // behind the other file system).
-    if (readUdfFiles(image, table.files))
+    if (readUdfFiles(image, table.files, table.label))
       table.fileSystem = "UDF";
-    else if (readIso9660Files(image, table.files))
+    else if (readIso9660Files(image, table.files, table.label))
       table.fileSystem = "ISO 9660";
     else
       raise(Problem::NotAnImage, "not a disc image (no UDF or ISO 9660 volume)");

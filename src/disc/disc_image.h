@@ -44,6 +44,10 @@ struct ImageTable {
   Problem problem = Problem::None;
   std::string message;     // one line, naming the field at fault
   std::string fileSystem;  // "UDF" or "ISO 9660"
+  // The volume's name, which players show as the disc's: the UDF primary
+  // volume identifier, or the ISO 9660 volume identifier; printable ASCII
+  // only, trailing blanks taken off, empty when there is none.
+  std::string label;
   std::vector<ImageFile> files;
 };
 

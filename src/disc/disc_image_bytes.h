@@ -43,7 +43,10 @@ namespace disc {
 // The two file systems. Each fills `files` with the VIDEO_TS folder's files
 // and returns true, or returns false when the image does not have that file
 // system at all; faults in one that is there are raised.
-bool readUdfFiles(ImageBytes& image, std::vector<ImageFile>& files);
-bool readIso9660Files(ImageBytes& image, std::vector<ImageFile>& files);
+bool readUdfFiles(ImageBytes& image, std::vector<ImageFile>& files, std::string& label);
+bool readIso9660Files(ImageBytes& image, std::vector<ImageFile>& files, std::string& label);
+// A volume name as a label: printable ASCII kept (others as '?'), trailing
+// blanks and NULs taken off.
+std::string labelText(const std::uint8_t* bytes, std::size_t count);
 
 }  // namespace disc

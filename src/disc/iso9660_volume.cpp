@@ -21,6 +21,7 @@ constexpr std::uint32_t kMaxDirectoryBytes = 4 << 20;
 struct PrimaryVolume {
   std::uint32_t rootSector = 0;
   std::uint32_t rootLength = 0;
+  std::string label;  // the volume identifier, 32 bytes at offset 40
 };
 
 // A directory record: where its data is, how long, and its name with the
@@ -39,7 +40,7 @@ PrimaryVolume readPrimaryVolume(const Sector& s) {
     raise(Problem::Unsupported, "ISO 9660 primary volume: block size " +
                                     std::to_string(blockSize) + " (DVDs use 2048)");
   // The root's own record, 34 bytes at offset 156.
-  return {le32(s.data() + 156 + 2), le32(s.data() + 156 + 10)};
+  return {le32(s.data() + 156 + 2), le32(s.data() + 156 + 10), labelText(s.data() + 40, 32)};
 }
 
 // Finds the primary volume descriptor; false when sector 16 holds no
@@ -134,7 +135,7 @@ std::vector<ImageFile> filesOf(const std::vector<DirectoryRecord>& records) {
 
 }  // namespace
 
-bool readIso9660Files(ImageBytes& image, std::vector<ImageFile>& files) {
+bool readIso9660Files(ImageBytes& image, std::vector<ImageFile>& files, std::string& label) {
   PrimaryVolume volume;
   if (!findPrimaryVolume(image, volume)) return false;
   std::vector<DirectoryRecord> root =
@@ -146,6 +147,7 @@ bool readIso9660Files(ImageBytes& image, std::vector<ImageFile>& files) {
   if (videoTs->sector == volume.rootSector)
     raise(Problem::Malformed, "VIDEO_TS: its records are the root directory's (a loop)");
   files = filesOf(readDirectory(image, videoTs->sector, videoTs->length, "VIDEO_TS"));
+  label = volume.label;
   return true;
 }
 

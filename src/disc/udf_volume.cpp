@@ -3,6 +3,7 @@
 // the root and VIDEO_TS directories and the file entries of their files.
 // One structure and one reader per descriptor; ICB strategy 4 only, one
 // type 1 partition.
+#include <algorithm>
 #include <set>
 #include <string>
 #include <vector>
@@ -25,6 +26,7 @@ constexpr std::int64_t kMaxVolumeDescriptors = 1024;
 constexpr std::size_t kMaxExtents = 4096;
 
 enum Tag : std::uint32_t {
+  kPrimaryVolume = 1,
   kVolumePointer = 3,
   kAnchor = 2,
   kPartition = 5,
@@ -91,6 +93,7 @@ struct Volume {
   ImageBytes& image;
   Partition partition;
   LongAd fileSet;
+  std::string label;  // the primary volume identifier
 
   std::int64_t sectorOf(std::int64_t block, const std::string& what) const {
     if (block >= partition.length)
@@ -145,10 +148,31 @@ LogicalVolume readLogicalVolume(const Sector& s) {
   return {le16(map + 4), readLongAd(p + 248)};
 }
 
+// The primary volume descriptor's volume identifier: a 32-byte dstring at
+// offset 24, its last byte the length used, its first the compression (8:
+// a byte a character, 16: two, high byte first).
+std::string readVolumeIdentifier(const Sector& s) {
+  const std::uint8_t* d = s.data() + 24;
+  const std::size_t used = std::min<std::size_t>(d[31], 31);
+  if (used < 1 || (d[0] != 8 && d[0] != 16)) return "";
+  std::vector<std::uint8_t> chars;
+  for (std::size_t i = 1; i < used; ++i) {
+    if (d[0] == 8) {
+      chars.push_back(d[i]);
+    } else if (i + 1 < used) {
+      // Beyond ASCII the label shows '?'.
+      chars.push_back(d[i] == 0 ? d[i + 1] : 0x80);
+      ++i;
+    }
+  }
+  return labelText(chars.data(), chars.size());
+}
+
 // Follows the main sequence (and any volume descriptor pointers, each
 // extent once) to the partition and the logical volume.
 Volume readVolume(ImageBytes& image, ExtentAd sequence) {
   bool havePartition = false, haveVolume = false;
+  std::string label;
   std::vector<Partition> partitions;
   LogicalVolume volume;
   std::set<std::uint32_t> visited;
@@ -169,6 +193,7 @@ Volume readVolume(ImageBytes& image, ExtentAd sequence) {
       DescriptorTag tag = readTag(s.data());
       if (!tag.valid || tag.id == kTerminator || tag.id == 0) break;
       if (tag.id == kPartition) partitions.push_back(readPartition(s));
+      if (tag.id == kPrimaryVolume && label.empty()) label = readVolumeIdentifier(s);
       if (tag.id == kLogicalVolume && !haveVolume) {
         volume = readLogicalVolume(s);
         haveVolume = true;
@@ -182,7 +207,7 @@ Volume readVolume(ImageBytes& image, ExtentAd sequence) {
   }
   if (!haveVolume)
     raise(Problem::Malformed, "no logical volume descriptor in the volume descriptor sequence");
-  Volume result{image, {}, volume.fileSet};
+  Volume result{image, {}, volume.fileSet, label};
   for (const Partition& p : partitions)
     if (p.number == volume.partitionNumber && !havePartition) {
       result.partition = p;
@@ -384,13 +409,14 @@ const DirectoryEntry* findEntry(const std::vector<DirectoryEntry>& entries,
 
 }  // namespace
 
-bool readUdfFiles(ImageBytes& image, std::vector<ImageFile>& files) {
+bool readUdfFiles(ImageBytes& image, std::vector<ImageFile>& files, std::string& label) {
   if (sectorCount(image) <= kAnchorSector) return false;
   Sector anchor = readSector(image, kAnchorSector, "anchor");
   DescriptorTag tag = readTag(anchor.data());
   if (!tag.valid || tag.id != kAnchor) return false;
 
   Volume volume = readVolume(image, readAnchor(anchor));
+  label = volume.label;
   Sector fileSet = volume.block(volume.fileSet, "file set");
   expectTag(fileSet.data(), kFileSet, "file set");
   LongAd rootIcb = readLongAd(fileSet.data() + 400);

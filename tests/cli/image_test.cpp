@@ -33,12 +33,14 @@ std::vector<std::string> withChain(std::vector<std::string> args, const Chain& c
   return args;
 }
 
-// The output without the lines that name the disc itself.
+// The output without the lines that name the disc: its path and, for an image, its
+// label.
 std::string withoutDiscName(const std::string& text) {
   std::istringstream in(text);
   std::string line, kept;
   while (std::getline(in, line))
-    if (line.find("\"path\":") == std::string::npos && line.rfind("Disc ", 0) != 0)
+    if (line.find("\"path\":") == std::string::npos && line.find("\"label\":") == std::string::npos &&
+        line.rfind("Disc ", 0) != 0 && line.rfind("Label ", 0) != 0)
       kept += line + "\n";
   return kept;
 }

@@ -104,9 +104,11 @@ TEST(ToolDvdTitle, DiscImageAndDemuxReadTheSameTitle) {
 }
 
 TEST(ToolDvdTitle, TitleWithAProgramChainIsAUsageErrorSayingWhichToUse) {
+  ScratchDir dir;
+  const std::string never = dir.path("never.m2v");
   for (const char* command : {"dvd", "demux", "chapters"}) {
     SCOPED_TRACE(command);
-    Result run = runTool({command, kTitles, "--title", "2", "--pgc", "1", "--video", "/tmp/never"});
+    Result run = runTool({command, kTitles, "--title", "2", "--pgc", "1", "--video", never});
     if (std::string(command) != "demux")
       run = runTool({command, kTitles, "--title", "2", "--pgc", "1"});
     expectRefused(run, 2, "--title T is the disc's title number (1-99, as players count them); "
@@ -115,7 +117,7 @@ TEST(ToolDvdTitle, TitleWithAProgramChainIsAUsageErrorSayingWhichToUse) {
   expectRefused(runTool({"dvd", kTitles, "--pgc", "1"}), 2, "needs both --titleset N and --pgc P");
   expectRefused(runTool({"dvd", kTitles, "--titleset", "1", "--pgc", "1", "--chapters", "2"}), 2,
                 "--chapters needs --title T");
-  EXPECT_FALSE(fs::exists("/tmp/never"));
+  EXPECT_FALSE(fs::exists(never));
 }
 
 TEST(ToolDvdTitle, NumbersTheDiscDoesNotHaveNameTheValidOnes) {
@@ -393,4 +395,29 @@ TEST(ToolJson, EveryDocumentFollowsTheSchema) {
       "    jsonschema.validate(json.load(open(name)), schema, cls=jsonschema.Draft202012Validator)\n"
       "' " + quote(schema) + files + " 2>&1");
   EXPECT_EQ(validate.status, 0) << validate.out << validate.err;
+}
+
+// The label of an image is its volume's name: what lsdvd calls the disc
+// title (the UDF volume identifier), or for an ISO 9660-only image what
+// isoinfo gives as the volume id; a folder has none.
+TEST(ToolInfoTitles, DiscLabelIsTheImagesVolumeName) {
+  ScratchDir dir;
+  const std::string udf = dir.path("udf.iso"), iso = dir.path("iso.iso");
+  ASSERT_EQ(testing_support::shell("genisoimage -quiet -dvd-video -udf -V FILM_2026 -o " + quote(udf) +
+                                   " " + quote(kTitles)),
+            0);
+  ASSERT_EQ(testing_support::shell("xorriso -as mkisofs -quiet -V PLAIN_ISO -o " + quote(iso) + " " +
+                                   quote(kTitles) + " 2>/dev/null"),
+            0);
+  std::string theirs = "FILM_2026";
+  if (commandExists("lsdvd")) {
+    Result lsdvd = runShell("lsdvd " + quote(udf) + " 2>/dev/null | sed -n 's/^Disc Title: //p'");
+    theirs = lsdvd.out.substr(0, lsdvd.out.find('\n'));
+  }
+  EXPECT_EQ(parseJson(runTool({"info", udf, "--json"}).out)["disc"]["label"].str, theirs);
+  Result isoinfo = runShell("isoinfo -d -i " + quote(iso) + " | sed -n 's/^Volume id: //p'");
+  ASSERT_EQ(isoinfo.status, 0);
+  EXPECT_EQ(parseJson(runTool({"info", iso, "--json"}).out)["disc"]["label"].str + "\n", isoinfo.out);
+  EXPECT_NE(runTool({"info", udf}).out.find("\nLabel \"FILM_2026\"\n"), std::string::npos);
+  EXPECT_EQ(parseJson(runTool({"info", kTitles, "--json"}).out)["disc"]["label"].kind, Json::Null);
 }
