@@ -17,7 +17,8 @@ namespace {
 const char* kHelp =
     "usage: fennoria info VIDEO_TS [--title T] [--chains] [--json]\n"
     "\n"
-    "Lists the disc's titles as players number them: duration, chapters,\n"
+    "Lists the disc's label (an image's or drive's volume name) and its titles\n"
+    "as players number them: duration, chapters,\n"
     "angles, title set and program chains, size, video standard, frame size\n"
     "and aspect, the longest title marked with '*'; then each title's audio\n"
     "tracks (number, language, coding, channels, sampling rate, the stream\n"
