@@ -9,7 +9,11 @@
 //      the title set identifier (bit 4), two copies of the title set (bit 5)
 //   1  program chain (signed)    2  cell (signed)
 //   3  how the range is chosen (low 2 bits); then, with bit 2, the chain's
-//      cells in playback order instead
+//      cells in playback order instead; with bit 3, a disc title instead:
+//      title 1 of a title table whose one entry names title (byte 1 low 3
+//      bits) of title set 1 with (byte 2 low 6 bits) chapters, chapters
+//      (byte 6 low 3 bits) to (byte 6 bits 3-5); with bit 4, then audio
+//      track (byte 5, 0-8) of the selection
 //   4  audio choice (bit 7: none)   5  audio mode   6  audio stream
 //   7  number of steps (at most 16)
 //   8  the steps, 4 bytes each: kind, then a 24-bit amount
@@ -110,6 +114,7 @@ inline int runOne(const std::uint8_t* data, std::size_t size) {
     auto titleSet = std::make_unique<dvdnav::TitleSetInfo>();
     dvdnav::parseTitleSet(dvdnav::IfoBytes(ifo.data(), ifo.size()), *titleSet, log);
     reader.titleSets.push_back(std::move(titleSet));
+    reader.titleSetNumbers.push_back(i + 1);
   }
 
   static const std::int32_t titleSetChoices[] = {1, 1, 1, 2, 0, -1, 3, 150};
@@ -125,6 +130,17 @@ inline int runOne(const std::uint8_t* data, std::size_t size) {
   if (head[3] & 0x04) reader.selectPlaybackOrder(pgc);
   reader.audioSelect = (head[4] & 0x80) ? -1 : head[4];
   reader.setAudio(static_cast<std::int32_t>(head[5] % 4) - 1, head[6] & 0x3F);
+  if (head[3] & 0x08) {
+    dvdnav::TitleEntry entry;
+    entry.vtsnumber = 1;
+    entry.vtstitlenumber = head[1] & 7;
+    entry.numparts = head[2] & 0x3F;
+    entry.numangles = 1;
+    reader.videoManager->titles.push_back(entry);
+    if (reader.selectTitle(1, head[6] & 7, (head[6] >> 3) & 7) != 0 && reader.getRangeLength() > 0)
+      std::abort();  // a refused title leaves nothing to read
+  }
+  if (head[3] & 0x10) reader.selectAudioTrack(head[5] % 9);
 
   std::vector<std::uint8_t> buffer;
   unsigned steps = head[7] % 17;
