@@ -42,7 +42,6 @@ set(FENNORIA_DISC_SOURCES
 
 set(FENNORIA_DEMUX_SOURCES
   ${_src}/demux/stream.cpp
-  ${_src}/demux/program_stream.cpp
   ${_src}/demux/vob_demuxer.cpp
   ${_src}/demux/timing_file.cpp)
 
