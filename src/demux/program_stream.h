@@ -139,11 +139,12 @@ inline bool nextPacket(const std::uint8_t* pack, std::size_t* at, Packet* packet
   packet->end = end;
   packet->mpeg2 = *at + 9 <= end && hasMpeg2Header(pes);
   packet->payload = packet->mpeg2 ? *at + payloadOffset(pes) : end;
-  packet->pts.reset();
   // The five bytes of a PTS lie inside both the header and the packet.
   const std::size_t stampEnd = *at + 14;
-  if (packet->mpeg2 && (pes[7] & 0x80) && stampEnd <= packet->payload && stampEnd <= end)
-    packet->pts = readTimestamp(timestamps(pes));
+  const bool stamped =
+      packet->mpeg2 && (pes[7] & 0x80) && stampEnd <= packet->payload && stampEnd <= end;
+  packet->pts = stamped ? std::optional<std::int64_t>(readTimestamp(timestamps(pes)))
+                        : std::nullopt;
   *at = end;
   return true;
 }
