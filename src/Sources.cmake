@@ -55,7 +55,8 @@ set(FENNORIA_DVDNAV_SOURCES
   ${_src}/dvdnav/ifo_parser.cpp
   ${_src}/dvdnav/ifo_dump.cpp
   ${_src}/dvdnav/chapter_list.cpp
-  ${_src}/dvdnav/dvd_title_reader.cpp)
+  ${_src}/dvdnav/dvd_title_reader.cpp
+  ${_src}/dvdnav/open_navigation.cpp)
 
 set(FENNORIA_CORE_SOURCES
   ${FENNORIA_PLATFORM_SOURCES}

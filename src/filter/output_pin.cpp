@@ -10,10 +10,10 @@
 #include "diag/debug_log.h"
 #include "dshow/media_type.h"
 #include "dvdnav/dvd_title_reader.h"
+#include "dvdnav/open_navigation.h"
 #include "filter/settings_store.h"
 #include "filter/source_guids.h"
 #include "input/multiple_file_inputer.h"
-#include "disc/open_disc_image.h"
 #include "platform/message_box.h"
 
 using dshow::Locked;
@@ -102,16 +102,11 @@ HRESULT OutputPin::Inactive() {
 // other file names the folder its VOB files and IFOs are in. A damaged or
 // scrambled image is logged with the reader's words and fails the load.
 void OutputPin::openNavigation(const std::string& current, const std::string& folder) {
-  OpenedDiscImage image = openDiscImage(current, current + "/VIDEO_TS");
-  if (image.files) {
-    if (titleReader_->openIfo(image.files, current + "/VIDEO_TS") != 0) throw IfoLoadError(current);
-    return;
-  }
-  if (image.problem != disc::Problem::NotAnImage && image.problem != disc::Problem::Unreadable) {
-    FENNORIA_LOG(LOG_ERROR, 0, "%s: %s", current.c_str(), image.message.c_str());
-    throw IfoLoadError(current);
-  }
-  if (titleReader_->openIfo(folder) != 0) throw IfoLoadError(folder);
+  NavigationLoad load = loadNavigation(*titleReader_, current, folder);
+  if (load.loaded) return;
+  if (!load.problem.empty())
+    FENNORIA_LOG(LOG_ERROR, 0, "%s: %s", current.c_str(), load.problem.c_str());
+  throw IfoLoadError(load.location);
 }
 
 HRESULT OutputPin::ConfigureSource() {
@@ -132,8 +127,7 @@ HRESULT OutputPin::ConfigureSource() {
   if (!list || !list->names || index < 0 || index >= list->count || !list->names[index])
     return E_FAIL;
   std::string current = list->names[index];
-  std::size_t separator = current.find_last_of("/\\");
-  std::string folder = separator == std::string::npos ? std::string() : current.substr(0, separator);
+  std::string folder = folderOf(current);
 
   if (titleReader_) {
     settings_.title = ReadSettingInt(kSettingsKeyPath, "DvdTitle", settings_.title);
