@@ -101,13 +101,16 @@ list(APPEND FENNORIA_CORE_SOURCES
   ${FENNORIA_FILTER_SOURCES})
 list(APPEND FENNORIA_CORE_WIN32_LIBS advapi32)
 
-# The progress window and About page: a portable model everywhere, the
+# The progress window, the About page and the Settings page: portable
+# models everywhere (the progress, the disc a page shows, its choices), the
 # dialogs on Windows. The dialog resources go into each program or DLL that
 # shows them, as a source of its own: a resource object inside a static
 # library would never be linked, since no symbol refers to it.
 set(FENNORIA_UI_SOURCES
   ${_src}/ui/progress_model.cpp
-  ${_src}/ui/progress_display.cpp)
+  ${_src}/ui/progress_display.cpp
+  ${_src}/ui/disc_summary.cpp
+  ${_src}/ui/settings_choice.cpp)
 if(WIN32)
   enable_language(RC)
   list(APPEND FENNORIA_UI_SOURCES
