@@ -140,7 +140,8 @@ if(WIN32)
     ${_src}/filter/output_pin_standard_reads.cpp
     ${_src}/filter/standard_reader.cpp
     ${_src}/filter/source_filter.cpp
-    ${_src}/filter/about_property_page.cpp)
+    ${_src}/filter/about_property_page.cpp
+    ${_src}/filter/source_filter_page_access.cpp)
   set(FENNORIA_COM_MODULE_SOURCES
     ${_src}/filter/module.cpp
     ${_src}/filter/fennoria.def)

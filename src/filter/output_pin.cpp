@@ -110,7 +110,8 @@ void OutputPin::openNavigation(const std::string& current, const std::string& fo
 }
 
 HRESULT OutputPin::ConfigureSource() {
-  standardReads_ = ReadSettingInt(kSettingsKeyPath, "StandardReads", 0) == 1;
+  standardReads_ =
+      ReadSettingInt(kSettingsKeyPath, "StandardReads", readDefaults_.standardReads) == 1;
   demuxedUpTo_ = 0;
   settings_.readMode = ReadSettingInt(kSettingsKeyPath, "DvdReadMode", settings_.readMode);
 
@@ -135,7 +136,8 @@ HRESULT OutputPin::ConfigureSource() {
     settings_.audioNumber = ReadSettingInt(kSettingsKeyPath, "DvdAudio", settings_.audioNumber);
     // Opt-in: the chain's cells as a player plays them rather than the
     // sectors from its first cell to its last.
-    const bool playbackOrder = ReadSettingInt(kSettingsKeyPath, "DvdPlaybackOrder", 0) == 1;
+    const bool playbackOrder =
+        ReadSettingInt(kSettingsKeyPath, "DvdPlaybackOrder", readDefaults_.playbackOrder) == 1;
     FENNORIA_LOG(LOG_TRACE, 0, "DvdImg mode, title=%d, pgc=%d, audio=%d", settings_.title,
                  settings_.pgc, settings_.audioNumber);
     openNavigation(current, folder);

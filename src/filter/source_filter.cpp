@@ -71,6 +71,8 @@ HRESULT STDMETHODCALLTYPE SourceFilter::NonDelegatingQueryInterface(REFIID iid, 
     return dshow::getInterface(static_cast<IPersistStream*>(this), object);
   if (IsEqualIID(iid, IID_ISourceControl))
     return dshow::getInterface(static_cast<ISourceControl*>(&pin), object);
+  if (IsEqualIID(iid, IID_ISettingsPageAccess))
+    return dshow::getInterface(static_cast<ISettingsPageAccess*>(this), object);
   return BaseFilter::NonDelegatingQueryInterface(iid, object);
 }
 
