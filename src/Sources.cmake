@@ -133,6 +133,7 @@ if(WIN32)
     ${_src}/dshow/base_pin.cpp
     ${_src}/dshow/enumerators.cpp
     ${_src}/dshow/registration.cpp
+    ${_src}/dshow/extension_registration.cpp
     ${_src}/dshow/property_page.cpp
     ${_src}/filter/output_pin.cpp
     ${_src}/filter/output_pin_control.cpp
