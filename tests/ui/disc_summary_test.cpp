@@ -145,6 +145,40 @@ TEST(DiscSummary, DiscImageIsWhatLibdvdreadReadsOfItsFolder) {
 }
 #endif
 
+// A chain may play an audio stream under another number than the stream's
+// place in the title set: its audio control says which. The sample disc's
+// first chain of title set 1, patched to play stream 1 as MPEG stream 3.
+TEST(DiscSummary, ChainsPlayAudioUnderTheNumberTheirAudioControlGives) {
+  auto bytesOf = [](const std::string& name) {
+    std::ifstream in(name, std::ios::binary);
+    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  };
+  auto word = [](const std::string& b, std::size_t at, int size) {
+    std::size_t value = 0;
+    for (int i = 0; i < size; ++i) value = value << 8 | static_cast<unsigned char>(b.at(at + i));
+    return value;
+  };
+  const std::string from = kSamples + "/dvd/VIDEO_TS/";
+  std::string vts = bytesOf(from + "VTS_01_0.IFO");
+  // The title set's program chain table (its sector at 0xCC), its first
+  // search pointer, and the chain's audio control table at 0x0C.
+  const std::size_t table = word(vts, 0xCC, 4) * 2048;
+  const std::size_t chain = table + word(vts, table + 8 + 4, 4);
+  ASSERT_EQ(word(vts, chain + 0x0C + 2, 2), 0x8100u);
+  vts[chain + 0x0C + 2] = '\x83';
+  testing_support::ScratchDir dir;
+  dir.write("VIDEO_TS.IFO", bytesOf(from + "VIDEO_TS.IFO"));
+  dir.write("VTS_01_0.IFO", vts);
+  dir.write("VTS_02_0.IFO", bytesOf(from + "VTS_02_0.IFO"));
+  const DiscSummary disc = summariseDisc(dir.path("VIDEO_TS.IFO"));
+  ASSERT_TRUE(disc.readable) << disc.problem;
+  EXPECT_EQ(disc.titleSets[0].chains[0].audioNumbers[0], 0);
+  EXPECT_EQ(disc.titleSets[0].chains[0].audioNumbers[1], 3);
+  EXPECT_EQ(disc.titleSets[0].chains[1].audioNumbers[1], 1);
+  // An entry the chain does not mark present keeps the stream's place.
+  EXPECT_EQ(disc.titleSets[0].chains[0].audioNumbers[5], 5);
+}
+
 TEST(DiscSummary, FolderWithoutNavigationFilesIsOneLine) {
   expectOneLineNaming(summariseDisc(kSamples + "/list/clip1.mpg"), kSamples + "/list");
 }
