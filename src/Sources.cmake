@@ -116,7 +116,8 @@ if(WIN32)
   list(APPEND FENNORIA_UI_SOURCES
     ${_src}/ui/progress_window.cpp
     ${_src}/ui/window_thread.cpp
-    ${_src}/ui/about_page.cpp)
+    ${_src}/ui/about_page.cpp
+    ${_src}/ui/settings_page.cpp)
   set(FENNORIA_UI_RESOURCES ${_src}/ui/dialogs.rc)
   list(APPEND FENNORIA_CORE_WIN32_LIBS comctl32 shell32 gdi32)
 endif()
@@ -142,6 +143,7 @@ if(WIN32)
     ${_src}/filter/standard_reader.cpp
     ${_src}/filter/source_filter.cpp
     ${_src}/filter/about_property_page.cpp
+    ${_src}/filter/settings_property_page.cpp
     ${_src}/filter/source_filter_page_access.cpp)
   set(FENNORIA_COM_MODULE_SOURCES
     ${_src}/filter/module.cpp

@@ -1,12 +1,13 @@
-// The DLL's entry points: the class table (the filter and its About page),
-// the list files' extension mapping, and the four exports of a COM
-// in-process server.
+// The DLL's entry points: the class table (the filter, its About page and
+// its Settings page), the list files' extension mapping, and the four
+// exports of a COM in-process server.
 #include <windows.h>
 
 #include "dshow/com_object.h"
 #include "dshow/extension_registration.h"
 #include "dshow/registration.h"
 #include "filter/about_property_page.h"
+#include "filter/settings_property_page.h"
 #include "filter/source_filter.h"
 #include "filter/source_guids.h"
 
@@ -17,6 +18,8 @@ const dshow::ClassTemplate kClasses[] = {
      &SourceFilter::setupData},
     {L"Ormelund Fennoria : Property Page", &CLSID_FennoriaAboutPage,
      AboutPropertyPage::CreateInstance, nullptr, nullptr},
+    {L"Ormelund Fennoria : Settings Page", &CLSID_FennoriaSettingsPage,
+     SettingsPropertyPage::CreateInstance, nullptr, nullptr},
 };
 constexpr int kClassCount = sizeof kClasses / sizeof kClasses[0];
 

@@ -53,7 +53,8 @@ class SourceFilter : public dshow::BaseFilter,
   // IFileSourceFilter
   HRESULT STDMETHODCALLTYPE Load(LPCOLESTR name, const AM_MEDIA_TYPE* type) override;
   HRESULT STDMETHODCALLTYPE GetCurFile(LPOLESTR* name, AM_MEDIA_TYPE* type) override;
-  // ISpecifyPropertyPages
+  // ISpecifyPropertyPages: the About page, and the Settings page beside it
+  // when the DWORD setting "SettingsPage" is 1.
   HRESULT STDMETHODCALLTYPE GetPages(CAUUID* pages) override;
   // ISettingsPageAccess (source_filter_page_access.cpp)
   HRESULT STDMETHODCALLTYPE GetDiscFile(std::string* file) override;

@@ -21,6 +21,7 @@ namespace {
 
 const wchar_t kFilterKey[] = L"CLSID\\{3F6A91D2-5C07-4B8E-9A14-C2D85E7B0F31}";
 const wchar_t kPageKey[] = L"CLSID\\{A9C4E217-6B3D-4F02-8E5A-17F3B0C6D948}";
+const wchar_t kSettingsPageKey[] = L"CLSID\\{B5D1DD5C-85CB-459A-8015-3B6DD038FE39}";
 const wchar_t kExtensions[] = L"Media Type\\Extensions";
 const wchar_t kListMapping[] = L"Media Type\\Extensions\\.lst";
 // Another source filter, as other products' mappings name theirs.
@@ -245,6 +246,27 @@ TEST(Registration, Regsvr32WritesTheClassKeysAndTheMapperEntryAndRemovesThem) {
   EXPECT_FALSE(keyExists(HKEY_CLASSES_ROOT, kPageKey));
   EXPECT_FALSE(mapperFindsTheFilter());
   // The other tests of this run use the run's registration.
+  EXPECT_EQ(dllRegisterServer(), S_OK);
+  CoUninitialize();
+}
+
+// The Settings page's class is registered beside the two others, and goes
+// with them.
+TEST(Registration, Regsvr32WritesTheSettingsPageClassAndRemovesIt) {
+  CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+  ASSERT_EQ(runRegsvr32(L""), 0u);
+  EXPECT_EQ(readString(HKEY_CLASSES_ROOT, kSettingsPageKey, nullptr),
+            L"Ormelund Fennoria : Settings Page");
+  EXPECT_EQ(_wcsicmp(readString(HKEY_CLASSES_ROOT,
+                                std::wstring(kSettingsPageKey) + L"\\InprocServer32", nullptr)
+                         .c_str(),
+                     dllPath().c_str()),
+            0);
+  EXPECT_EQ(readString(HKEY_CLASSES_ROOT, std::wstring(kSettingsPageKey) + L"\\InprocServer32",
+                       L"ThreadingModel"),
+            L"Both");
+  ASSERT_EQ(runRegsvr32(L"/u"), 0u);
+  EXPECT_FALSE(keyExists(HKEY_CLASSES_ROOT, kSettingsPageKey));
   EXPECT_EQ(dllRegisterServer(), S_OK);
   CoUninitialize();
 }
