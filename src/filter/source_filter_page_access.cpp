@@ -65,8 +65,8 @@ HRESULT STDMETHODCALLTYPE SourceFilter::GetHeldChoice(SettingsChoice* held) {
   held->playbackOrder = pin.readDefaults().playbackOrder;
   held->standardReads = pin.readDefaults().standardReads;
   held->audioTracks = static_cast<std::int32_t>(pin.audioTrackCount());
-  if (!pin.singleAudioTrack(&held->keptAudio, &held->keptAudioType))
-    held->keptAudio = SettingsChoice::kAllAudio;
+  // Without exactly one track every audio stream is delivered (kAllAudio).
+  pin.singleAudioTrack(&held->keptAudio, &held->keptAudioType);
   return S_OK;
 }
 

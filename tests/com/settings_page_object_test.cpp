@@ -139,6 +139,19 @@ TEST_F(SettingsPageObject, RefusesAnObjectThatIsNotTheFilterAndHoldsNothing) {
   const ULONG before = referencesOf(graph);
   EXPECT_EQ(page->SetObjects(1, &graph), E_NOINTERFACE);
   EXPECT_EQ(referencesOf(graph), before);
+  // The pin has the control interface but is not the filter: what the
+  // page took of it is given back.
+  IFileSourceFilter* source = nullptr;
+  ASSERT_EQ(filter->QueryInterface(IID_IFileSourceFilter, reinterpret_cast<void**>(&source)), S_OK);
+  ASSERT_EQ(source->Load(wide(samplePath("list/clip1.mpg")).c_str(), nullptr), S_OK);
+  source->Release();
+  IPin* pin = nullptr;
+  ASSERT_EQ(filter->FindPin(L"Output", &pin), S_OK);
+  const ULONG pinBefore = referencesOf(pin);
+  IUnknown* pinObject = pin;
+  EXPECT_EQ(page->SetObjects(1, &pinObject), E_NOINTERFACE);
+  EXPECT_EQ(referencesOf(pin), pinBefore);
+  pin->Release();
   IUnknown* none = nullptr;
   EXPECT_EQ(page->SetObjects(1, &none), E_POINTER);
   EXPECT_EQ(page->SetObjects(1, nullptr), E_POINTER);
