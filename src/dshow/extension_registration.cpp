@@ -80,7 +80,8 @@ LONG install(const std::wstring& path, const ExtensionSetup& setup, const std::w
   if (status != ERROR_SUCCESS) return status;
   if (ownedByAnother(key.get(), ours)) return ERROR_SUCCESS;
   status = writeString(key.get(), kSourceFilter, ours);
-  if (status == ERROR_SUCCESS) status = writeString(key.get(), kMediaType, guidText(*setup.majorType));
+  if (status == ERROR_SUCCESS)
+    status = writeString(key.get(), kMediaType, guidText(*setup.majorType));
   if (status == ERROR_SUCCESS) status = writeString(key.get(), kSubtype, guidText(*setup.subtype));
   return status;
 }
@@ -88,7 +89,8 @@ LONG install(const std::wstring& path, const ExtensionSetup& setup, const std::w
 LONG uninstall(const std::wstring& path, const std::wstring& ours) {
   {
     Key key;
-    LONG status = RegOpenKeyExW(HKEY_CLASSES_ROOT, path.c_str(), 0, KEY_READ | KEY_WRITE, key.out());
+    LONG status =
+        RegOpenKeyExW(HKEY_CLASSES_ROOT, path.c_str(), 0, KEY_READ | KEY_WRITE, key.out());
     if (status == ERROR_FILE_NOT_FOUND) return ERROR_SUCCESS;  // already gone
     if (status != ERROR_SUCCESS) return status;
     if (_wcsicmp(readString(key.get(), kSourceFilter).c_str(), ours.c_str()) != 0)

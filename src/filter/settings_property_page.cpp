@@ -35,6 +35,21 @@ std::string discLine(const DiscSummary& disc) {
   return disc.location + ": " + std::to_string(sets) + (sets == 1 ? " title set" : " title sets");
 }
 
+// The status line for the file the filter named (`found`, from
+// GetDiscFile) and the disc read from it.
+std::string statusOf(HRESULT found, const DiscSummary& disc) {
+  switch (found) {
+    case S_OK:
+      return disc.readable ? discLine(disc) : disc.problem;
+    case S_FALSE:
+      return "No file loaded yet: give the filter a list, a VOB file or a disc image.";
+    case E_PENDING:
+      return "The filter is busy reading: open the page again to see its disc.";
+    default:
+      return "No filter: the page shows the settings of the filter it is opened for.";
+  }
+}
+
 }  // namespace
 
 IUnknown* SettingsPropertyPage::CreateInstance(IUnknown* outer, HRESULT* result) {
@@ -79,25 +94,27 @@ void SettingsPropertyPage::OnDisconnect() { release(); }
 
 HRESULT SettingsPropertyPage::OnApplyChanges() {
   if (!control_) return E_UNEXPECTED;
-  const SettingsChoice& c = choice_;
-  control_->SetReadMode(c.readMode);
-  control_->SetTitle(c.titleSet);
-  control_->SetPgc(c.pgc);
-  control_->SetAudioStream(c.audioNumber);
-  // The host's demultiplexing tracks stay; otherwise the one kept stream
-  // becomes the pin's only audio track.
-  if (c.audioTracks <= 1) {
-    access_->ClearAudioTracks();
-    if (c.keptAudio != SettingsChoice::kAllAudio)
-      control_->AddAudioStream(nullptr, c.keptAudioType, c.keptAudio);
-    choice_.audioTracks = c.keptAudio != SettingsChoice::kAllAudio ? 1 : 0;
-  }
-  access_->SetReadDefaults(c.playbackOrder, c.standardReads);
-  const std::vector<std::string> overrides = storedOverrides(choice_);
-  say(overrides.empty()
-          ? "Applied: the pin reads this when it is next connected."
-          : "Applied, but stored defaults win when the pin connects: " + joined(overrides));
-  return S_OK;
+  return dshow::guarded([this] {
+    SettingsChoice& c = choice_;
+    control_->SetReadMode(c.readMode);
+    control_->SetTitle(c.titleSet);
+    control_->SetPgc(c.pgc);
+    control_->SetAudioStream(c.audioNumber);
+    // The host's demultiplexing tracks stay; otherwise the one kept stream
+    // becomes the pin's only audio track.
+    if (c.audioTracks <= 1) {
+      access_->ClearAudioTracks();
+      const bool kept = c.keptAudio != SettingsChoice::kAllAudio;
+      if (kept) control_->AddAudioStream(nullptr, c.keptAudioType, c.keptAudio);
+      c.audioTracks = kept ? 1 : 0;
+    }
+    access_->SetReadDefaults(c.playbackOrder, c.standardReads);
+    const std::vector<std::string> overrides = storedOverrides(c);
+    say(overrides.empty()
+            ? "Applied: the pin reads this when it is next connected."
+            : "Applied, but stored defaults win when the pin connects: " + joined(overrides));
+    return S_OK;
+  });
 }
 
 INT_PTR SettingsPropertyPage::OnReceiveMessage(HWND window, UINT message, WPARAM wParam,
@@ -126,19 +143,10 @@ INT_PTR SettingsPropertyPage::OnReceiveMessage(HWND window, UINT message, WPARAM
 void SettingsPropertyPage::showDisc(HWND window) {
   disc_ = DiscSummary{};
   std::string file;
-  const HRESULT found = access_ ? access_->GetDiscFile(&file) : S_FALSE;
-  std::string line;
-  if (!access_)
-    line = "No filter: the page shows the settings of the filter it is opened for.";
-  else if (found == E_PENDING)
-    line = "The filter is busy reading: open the page again to see its disc.";
-  else if (found != S_OK)
-    line = "No file loaded yet: give the filter a list, a VOB file or a disc image.";
-  else
-    disc_ = summariseDisc(file);
-  if (found == S_OK) line = disc_.readable ? discLine(disc_) : disc_.problem;
+  const HRESULT found = access_ ? access_->GetDiscFile(&file) : E_UNEXPECTED;
+  if (found == S_OK) disc_ = summariseDisc(file);
   showSettings(window, disc_, choice_);
-  setStatusLine(window, line);
+  setStatusLine(window, statusOf(found, disc_));
 }
 
 void SettingsPropertyPage::onControlChanged(HWND window) {

@@ -40,14 +40,14 @@ ChainSummary summariseChain(const dvdnav::ProgramChain& pgc) {
   chain.frameRate = pgc.framerate;
   chain.chapters = chapterCount(pgc);
   for (std::size_t i = 0; i < chain.audioNumbers.size(); ++i)
-    if (pgc.audiocontrol[i].present)
-      chain.audioNumbers[i] = (pgc.audiocontrol[i].value >> 8) & 7;
+    if (pgc.audiocontrol[i].present) chain.audioNumbers[i] = (pgc.audiocontrol[i].value >> 8) & 7;
   return chain;
 }
 
 TitleSetSummary summariseTitleSet(const dvdnav::TitleSetInfo& vts) {
   TitleSetSummary set;
-  for (const dvdnav::ProgramChain& pgc : vts.programchains) set.chains.push_back(summariseChain(pgc));
+  for (const dvdnav::ProgramChain& pgc : vts.programchains)
+    set.chains.push_back(summariseChain(pgc));
   for (const dvdnav::AudioAttributes& audio : vts.attributes.title.audio)
     set.audio.push_back({audio.codingmode, audio.channels, languageOf(audio.specificcode)});
   return set;
@@ -85,12 +85,18 @@ DiscSummary summariseDisc(const std::string& file) {
 
 std::string audioCodingName(std::int32_t coding) {
   switch (coding) {
-    case 0: return "AC-3";
-    case 2: return "MPEG-1";
-    case 3: return "MPEG-2 ext.";
-    case 4: return "LPCM";
-    case 6: return "DTS";
-    default: return "unknown";
+    case 0:
+      return "AC-3";
+    case 2:
+      return "MPEG-1";
+    case 3:
+      return "MPEG-2 ext.";
+    case 4:
+      return "LPCM";
+    case 6:
+      return "DTS";
+    default:
+      return "unknown";
   }
 }
 

@@ -2,8 +2,6 @@
 
 #include "ui/dialog_ids.h"
 
-const char kAllAudioText[] = "All audio streams";
-
 namespace {
 
 // The read modes in the order of the read mode list.
@@ -21,6 +19,36 @@ std::string counted(std::size_t n, const char* one, const char* many) {
   return std::to_string(n) + " " + (n == 1 ? one : many);
 }
 
+const char kAllAudioText[] = "All audio streams";
+
+// The texts of the lists.
+std::string readModeText(std::int32_t readMode) {
+  switch (modeIndex(readMode)) {
+    case 0:
+      return "List of files";
+    case 1:
+      return "DVD";
+    default:
+      return "DVD with demultiplexing";
+  }
+}
+
+std::string titleSetText(std::size_t number, const TitleSetSummary& set) {
+  return std::to_string(number) + ": " +
+         counted(set.chains.size(), "program chain", "program chains");
+}
+
+std::string chainText(std::size_t number, const ChainSummary& chain) {
+  return std::to_string(number) + "\t" + durationText(chain.frames, chain.frameRate) + "\t" +
+         counted(static_cast<std::size_t>(chain.chapters), "chapter", "chapters");
+}
+
+std::string audioText(std::size_t number, const AudioSummary& audio) {
+  return std::to_string(number) + ": " + audioCodingName(audio.coding) + ", " +
+         std::to_string(audio.channels) + " ch" +
+         (audio.language.empty() ? std::string() : ", " + audio.language);
+}
+
 LRESULT send(HWND page, int id, UINT message, WPARAM wParam = 0, LPARAM lParam = 0) {
   return SendDlgItemMessageA(page, id, message, wParam, lParam);
 }
@@ -35,8 +63,7 @@ void clearItems(HWND page, int id) {
 }
 
 void selectItem(HWND page, int id, LRESULT index) {
-  send(page, id, id == IDC_PROGRAM_CHAIN ? LB_SETCURSEL : CB_SETCURSEL,
-       static_cast<WPARAM>(index));
+  send(page, id, id == IDC_PROGRAM_CHAIN ? LB_SETCURSEL : CB_SETCURSEL, static_cast<WPARAM>(index));
 }
 
 LRESULT selectedItem(HWND page, int id) {
@@ -106,8 +133,8 @@ void showChains(HWND page, const TitleSetSummary* set, const SettingsChoice& cho
 void showAudio(HWND page, const TitleSetSummary* set, const SettingsChoice& choice) {
   clearItems(page, IDC_AUDIO);
   if (choice.audioTracks > 1) {
-    addItem(page, IDC_AUDIO, "Demultiplexed tracks set by the host (" +
-                                 std::to_string(choice.audioTracks) + ")");
+    addItem(page, IDC_AUDIO,
+            "Demultiplexed tracks set by the host (" + std::to_string(choice.audioTracks) + ")");
     selectItem(page, IDC_AUDIO, 0);
     return;
   }
@@ -138,29 +165,6 @@ void check(HWND page, int id, bool on) {
 bool checked(HWND page, int id) { return send(page, id, BM_GETCHECK) == BST_CHECKED; }
 
 }  // namespace
-
-std::string readModeText(std::int32_t readMode) {
-  switch (modeIndex(readMode)) {
-    case 0: return "List of files";
-    case 1: return "DVD";
-    default: return "DVD with demultiplexing";
-  }
-}
-
-std::string titleSetText(std::size_t number, const TitleSetSummary& set) {
-  return std::to_string(number) + ": " + counted(set.chains.size(), "program chain", "program chains");
-}
-
-std::string chainText(std::size_t number, const ChainSummary& chain) {
-  return std::to_string(number) + "\t" + durationText(chain.frames, chain.frameRate) + "\t" +
-         counted(static_cast<std::size_t>(chain.chapters), "chapter", "chapters");
-}
-
-std::string audioText(std::size_t number, const AudioSummary& audio) {
-  return std::to_string(number) + ": " + audioCodingName(audio.coding) + ", " +
-         std::to_string(audio.channels) + " ch" +
-         (audio.language.empty() ? std::string() : ", " + audio.language);
-}
 
 void showSettings(HWND page, const DiscSummary& disc, const SettingsChoice& choice) {
   const TitleSetSummary* set = chosenSet(disc, choice);

@@ -39,10 +39,3 @@ SettingsRead readSettings(HWND page, const DiscSummary& disc, const SettingsChoi
 
 // The one line at the bottom of the page.
 void setStatusLine(HWND page, const std::string& text);
-
-// The texts of the lists, as the page shows them.
-std::string readModeText(std::int32_t readMode);
-std::string titleSetText(std::size_t number, const TitleSetSummary& set);
-std::string chainText(std::size_t number, const ChainSummary& chain);
-std::string audioText(std::size_t number, const AudioSummary& audio);
-extern const char kAllAudioText[];

@@ -2,6 +2,8 @@
 // disc the page shows, the pin's held settings, emptying the audio tracks,
 // and the read defaults the page applies (with the settings in the real
 // registry).
+#include "filter/settings_page_access.h"
+
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -10,7 +12,6 @@
 
 #include "com/com_support.h"
 #include "dvdnav/dvd_title_reader.h"
-#include "filter/settings_page_access.h"
 #include "support/in_process_filter.h"
 #include "support/output_pin_probe.h"
 
@@ -63,9 +64,10 @@ DWORD WINAPI holdTheLock(void* context) {
 }  // namespace
 
 TEST_F(SettingsPageAccess, FollowsTheRulesOfQueryInterfaceBesideTheFiltersInterfaces) {
-  EXPECT_EQ(checkQueryInterfaceRules(access, {IID_IUnknown, IID_IBaseFilter, IID_ISettingsPageAccess,
-                                              IID_IFileSourceFilter, IID_ISpecifyPropertyPages}),
-            "");
+  EXPECT_EQ(
+      checkQueryInterfaceRules(access, {IID_IUnknown, IID_IBaseFilter, IID_ISettingsPageAccess,
+                                        IID_IFileSourceFilter, IID_ISpecifyPropertyPages}),
+      "");
 }
 
 TEST_F(SettingsPageAccess, DiscFileIsNothingBeforeALoad) {

@@ -72,8 +72,8 @@ class SampleDiscCopy {
     if (search == INVALID_HANDLE_VALUE) return;
     do {
       if (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) continue;
-      CopyFileA((from + "\\" + found.cFileName).c_str(), (folder() + "\\" + found.cFileName).c_str(),
-                FALSE);
+      CopyFileA((from + "\\" + found.cFileName).c_str(),
+                (folder() + "\\" + found.cFileName).c_str(), FALSE);
       names_.push_back(found.cFileName);
     } while (FindNextFileA(search, &found));
     FindClose(search);
@@ -171,9 +171,9 @@ std::vector<std::string> expectedTitleSets(const Json& info) {
   std::vector<std::string> texts;
   const Json& sets = info["title_sets"];
   for (std::size_t s = 0; s < sets.size(); ++s)
-    texts.push_back(std::to_string(s + 1) + ": " +
-                    counted(static_cast<long long>(sets[s]["pgcs"].size()), "program chain",
-                            "program chains"));
+    texts.push_back(
+        std::to_string(s + 1) + ": " +
+        counted(static_cast<long long>(sets[s]["pgcs"].size()), "program chain", "program chains"));
   return texts;
 }
 
@@ -181,11 +181,10 @@ std::vector<std::string> expectedChains(const Json& set) {
   std::vector<std::string> texts;
   const Json& pgcs = set["pgcs"];
   for (std::size_t p = 0; p < pgcs.size(); ++p)
-    texts.push_back(std::to_string(pgcs[p]["pgc"].integer()) + "\t" +
-                    clockText(pgcs[p]["frames"].integer(), pgcs[p]["frame_rate"].integer()) +
-                    "\t" +
-                    counted(static_cast<long long>(pgcs[p]["chapter_list"].size()), "chapter",
-                            "chapters"));
+    texts.push_back(
+        std::to_string(pgcs[p]["pgc"].integer()) + "\t" +
+        clockText(pgcs[p]["frames"].integer(), pgcs[p]["frame_rate"].integer()) + "\t" +
+        counted(static_cast<long long>(pgcs[p]["chapter_list"].size()), "chapter", "chapters"));
   return texts;
 }
 
@@ -268,8 +267,8 @@ Pulled pullThroughAGraph(IBaseFilter* source) {
 std::string runCaptured(const std::string& command, const TempFolder& temp) {
   const std::string outName = temp.path("captured.txt");
   SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
-  HANDLE out = CreateFileA(outName.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherit,
-                           CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  HANDLE out = CreateFileA(outName.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherit, CREATE_ALWAYS,
+                           FILE_ATTRIBUTE_NORMAL, nullptr);
   if (out == INVALID_HANDLE_VALUE) return {};
   STARTUPINFOA startup{};
   startup.cb = sizeof startup;
@@ -354,10 +353,10 @@ class SettingsPage : public testing::Test {
     const Json& sets = info["title_sets"];
     EXPECT_EQ(items(page, IDC_TITLE_SET), expectedTitleSets(info));
     const std::string line = statusLine(page);
-    const std::string tail = ": " + counted(static_cast<long long>(sets.size()), "title set",
-                                            "title sets");
-    EXPECT_TRUE(line.size() > tail.size() && line.compare(line.size() - tail.size(), tail.size(),
-                                                          tail) == 0)
+    const std::string tail =
+        ": " + counted(static_cast<long long>(sets.size()), "title set", "title sets");
+    EXPECT_TRUE(line.size() > tail.size() &&
+                line.compare(line.size() - tail.size(), tail.size(), tail) == 0)
         << line;
     choose(page, IDC_READ_MODE, kDemuxMode);
     for (std::size_t s = 0; s < sets.size(); ++s) {
@@ -365,7 +364,8 @@ class SettingsPage : public testing::Test {
       choose(page, IDC_TITLE_SET, static_cast<int>(s));
       EXPECT_EQ(items(page, IDC_PROGRAM_CHAIN), expectedChains(sets[s]));
       EXPECT_EQ(items(page, IDC_AUDIO), expectedAudio(sets[s]));
-      EXPECT_EQ(selection(page, IDC_PROGRAM_CHAIN), 0);  // a new title set starts at its first chain
+      EXPECT_EQ(selection(page, IDC_PROGRAM_CHAIN),
+                0);  // a new title set starts at its first chain
       EXPECT_EQ(selection(page, IDC_AUDIO), 0);
     }
   }
@@ -660,8 +660,8 @@ TEST_F(SettingsPage, ShownInThePlatformsPropertyFrameBesideAbout) {
   {
     Watchdog::Step step(dog, "OleCreatePropertyFrame until the watcher cancels it", 90000);
     IUnknown* object = filter;
-    EXPECT_EQ(OleCreatePropertyFrame(nullptr, 0, 0, L"Ormelund Fennoria", 1, &object,
-                                     pages.cElems, pages.pElems, 0, 0, nullptr),
+    EXPECT_EQ(OleCreatePropertyFrame(nullptr, 0, 0, L"Ormelund Fennoria", 1, &object, pages.cElems,
+                                     pages.pElems, 0, 0, nullptr),
               S_OK);
     WaitForSingleObject(watcher, 30000);
   }

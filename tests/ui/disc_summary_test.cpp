@@ -93,7 +93,8 @@ void expectTheFacts(const DiscSummary& disc, const Facts& facts) {
         }
       }
     }
-    ASSERT_EQ(static_cast<long long>(set.audio.size()), number(fact(facts, vts + ".audio_streams")));
+    ASSERT_EQ(static_cast<long long>(set.audio.size()),
+              number(fact(facts, vts + ".audio_streams")));
     for (std::size_t a = 0; a < set.audio.size(); ++a) {
       const std::string& audio = fact(facts, vts + ".audio." + std::to_string(a));
       SCOPED_TRACE(audio);
@@ -192,8 +193,8 @@ TEST(DiscSummary, CutOrNoisyVideoManagerIsOneLine) {
   std::ifstream in(kSamples + "/dvd/VIDEO_TS/VIDEO_TS.IFO", std::ios::binary);
   const std::string ifo((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
   ASSERT_GT(ifo.size(), 2048u);
-  for (const std::string& bytes : {ifo.substr(0, 100), ifo.substr(0, 2048), std::string(4096, 'Z'),
-                                   std::string()}) {
+  for (const std::string& bytes :
+       {ifo.substr(0, 100), ifo.substr(0, 2048), std::string(4096, 'Z'), std::string()}) {
     SCOPED_TRACE(bytes.size());
     testing_support::ScratchDir dir;
     dir.write("VIDEO_TS.IFO", bytes);
