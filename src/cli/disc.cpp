@@ -82,6 +82,7 @@ void Disc::load(std::shared_ptr<const DiscFiles> image, bool dumpToStdout) {
   dumpLevel3 = dumpToStdout;
   readerMessages.clear();
   reader = std::make_unique<DvdTitleReader>(readerLog);
+  reader->dumpRecords = dumpToStdout;
   int result = image ? reader->openIfo(std::move(image), folder) : reader->openIfo(folder);
   dumpLevel3 = false;
   if (result != 0)

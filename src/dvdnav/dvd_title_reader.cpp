@@ -74,10 +74,12 @@ int DvdTitleReader::loadIfos(const DiscFiles& source, const std::string& folderN
   videoManager = std::make_unique<dvdnav::VideoManagerInfo>();
   dvdnav::IfoBytes vmgBytes(buffer.data(), static_cast<std::size_t>(count));
   dvdnav::parseVideoManager(vmgBytes, *videoManager, log);
-  log << "Videomanager";
-  say(3);
-  log << *videoManager;
-  say(3);
+  if (dumpRecords) {
+    log << "Videomanager";
+    say(3);
+    log << *videoManager;
+    say(3);
+  }
 
   titleSets.clear();
   const char* prefix = upperCaseNames ? "VTS_" : "vts_";
@@ -89,10 +91,12 @@ int DvdTitleReader::loadIfos(const DiscFiles& source, const std::string& folderN
     auto titleSet = std::make_unique<dvdnav::TitleSetInfo>();
     dvdnav::parseTitleSet(dvdnav::IfoBytes(buffer.data(), static_cast<std::size_t>(count)),
                           *titleSet, log);
-    log << "VideoTitleSet " << i;
-    say(3);
-    log << *titleSet;
-    say(3);
+    if (dumpRecords) {
+      log << "VideoTitleSet " << i;
+      say(3);
+      log << *titleSet;
+      say(3);
+    }
     titleSets.push_back(std::move(titleSet));
   }
   return 0;

@@ -95,6 +95,10 @@ class DvdTitleReader {
   std::int32_t getLibraryVersion() const { return libraryVersion; }
 
   bool upperCaseNames = true;
+  // Whether openIfo writes each loaded file's text dump to the log at level
+  // 3, as the filter's debug log shows it. The tool clears it unless it
+  // prints the dump: composing the text is a good part of a load's time.
+  bool dumpRecords = true;
   std::unique_ptr<dvdnav::VideoManagerInfo> videoManager;
   std::vector<std::unique_ptr<dvdnav::TitleSetInfo>> titleSets;
   std::ostream& log;
