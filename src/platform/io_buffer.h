@@ -2,12 +2,13 @@
 // hands to a file read comes from here, and starts on a page boundary.
 //
 // The system copies a read out of its cache into the caller's memory. On
-// current processors that copy runs at a quarter of its speed when the
-// destination is not aligned to a cache line, and the general-purpose heap
-// hands out large blocks 16 bytes past a page boundary; page alignment is
-// the rule that holds on every processor. Reads whose destination is not
-// ours (a sample from another filter's allocator) or that continue in the
-// middle of a buffer go through platform/read_staging.h.
+// some processors (the one the benchmarks ran on among them) that copy runs
+// at a quarter of its speed when the destination is not aligned to a cache
+// line, and the general-purpose heap hands out large blocks 16 bytes past a
+// page boundary; page alignment is the rule that holds on every processor.
+// Reads whose destination is not ours (a sample from another filter's
+// allocator) or that continue in the middle of a buffer go through
+// platform/read_staging.h.
 #pragma once
 
 #include <cstddef>
