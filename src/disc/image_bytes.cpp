@@ -27,7 +27,7 @@ std::size_t FileImageBytes::readAt(std::int64_t offset, void* buffer, std::size_
   std::size_t done = 0;
   while (done < count) {
     std::size_t chunk = std::min<std::size_t>(count - done, 1u << 30);
-    void* into = staging_.landing(out + done, &chunk);
+    void* into = staging_.landing(out + done, offset + static_cast<std::int64_t>(done), &chunk);
     std::uint32_t got = 0;
     if (!platform::readFile(handle_, into, static_cast<std::uint32_t>(chunk), &got) || got == 0)
       break;

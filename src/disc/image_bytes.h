@@ -33,8 +33,8 @@ class FileImageBytes : public ImageBytes {
 
   bool isOpen() const { return handle_ != platform::kInvalidFile; }
   std::int64_t size() const override { return size_; }
-  // Every read lands on a page boundary (the bytes before one come through
-  // `staging_`).
+  // A read that the system would copy slowly into `buffer` comes through
+  // `staging_`.
   std::size_t readAt(std::int64_t offset, void* buffer, std::size_t count) override;
 
  private:

@@ -49,9 +49,9 @@ class JoinedFileInputer {
   std::int64_t seek(std::int64_t position);
 
   // Reads `count` bytes from the current position, across file ends.
-  // Returns the number of bytes placed in `buffer`, 0 on failure. Every
-  // read lands on a page boundary: the bytes before the first one in
-  // `buffer` (and after a file that ends off one) come through `staging_`.
+  // Returns the number of bytes placed in `buffer`, 0 on failure. A chunk
+  // that the system would copy slowly into `buffer` (a sample 16 bytes past
+  // a page, a file that follows one of odd length) comes through `staging_`.
   std::int64_t readBlock(void* buffer, std::int64_t count);
 
   // Moves to `position` within file `fileIndex`; returns the new file

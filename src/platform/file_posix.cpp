@@ -72,7 +72,7 @@ ReadWatch readWatch = nullptr;
 
 bool readFile(FileHandle file, void* buffer, std::uint32_t count, std::uint32_t* got) {
   *got = 0;
-  if (readWatch) readWatch(buffer, count);
+  if (readWatch) readWatch(file, buffer, count);
   for (;;) {
     std::ptrdiff_t n = posix::readCall(toDescriptor(file), buffer, count);
     if (n >= 0) {

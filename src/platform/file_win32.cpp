@@ -18,7 +18,7 @@ FileHandle openExistingForRead(const char* name, AccessHint hint) {
 ReadWatch readWatch = nullptr;
 
 bool readFile(FileHandle file, void* buffer, std::uint32_t count, std::uint32_t* got) {
-  if (readWatch) readWatch(buffer, count);
+  if (readWatch) readWatch(file, buffer, count);
   DWORD n = 0;
   BOOL ok = ReadFile(toHandle(file), buffer, count, &n, nullptr);
   *got = n;

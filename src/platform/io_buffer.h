@@ -2,13 +2,14 @@
 // hands to a file read comes from here, and starts on a page boundary.
 //
 // The system copies a read out of its cache into the caller's memory. On
-// some processors (the one the benchmarks ran on among them) that copy runs
-// at a quarter of its speed when the destination is not aligned to a cache
-// line, and the general-purpose heap hands out large blocks 16 bytes past a
-// page boundary; page alignment is the rule that holds on every processor.
-// Reads whose destination is not ours (a sample from another filter's
-// allocator) or that continue in the middle of a buffer go through
-// platform/read_staging.h.
+// the processor measured here that copy runs at a quarter of its speed or
+// less when the destination lies just past the file position's place within
+// a page, and the general-purpose heap hands out large blocks 16 bytes past
+// a page boundary, just there for a read from the start of a file. A buffer
+// that starts on a page boundary, read at page-aligned positions (files
+// from their start, in whole pages), never is. The reads that are not (a
+// sample from another filter's allocator, the rest of a buffer after a file
+// of odd length) go through platform/read_staging.h.
 #pragma once
 
 #include <cstddef>
