@@ -3,6 +3,8 @@
 set(_src ${CMAKE_CURRENT_LIST_DIR})
 
 set(FENNORIA_PLATFORM_SOURCES
+  ${_src}/platform/io_buffer.cpp
+  ${_src}/platform/read_staging.cpp
   ${_src}/platform/message_box.cpp)
 if(WIN32)
   list(APPEND FENNORIA_PLATFORM_SOURCES
