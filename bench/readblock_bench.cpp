@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_rows.h"
 #include "input/file_list.h"
 #include "input/multiple_file_inputer.h"
 
@@ -118,5 +119,9 @@ int main(int argc, char** argv) {
               rb64k / dd16k, rb64k / dd1m);
   std::printf("  readBlock 1 MiB        %8.0f   %.2f x dd bs=16k   %.2f x dd bs=1M\n", rb1m,
               rb1m / dd16k, rb1m / dd1m);
+  benchRow("list readBlock, 64 KiB requests (4 x 256 MiB)", "MB/s", rb64k, "dd bs=16k", dd16k,
+           rb64k / dd16k);
+  benchRow("list readBlock, 1 MiB requests (4 x 256 MiB)", "MB/s", rb1m, "dd bs=1M", dd1m,
+           rb1m / dd1m);
   return 0;
 }

@@ -6,6 +6,7 @@
 #include "input/file_list.h"
 #include "input/multiple_file_inputer.h"
 #include "platform/file.h"
+#include "platform/io_buffer.h"
 
 namespace cli {
 
@@ -54,7 +55,7 @@ int runCat(const std::vector<std::string>& argv) {
   if (inputer.open(&list) != S_OK) fail(name, "cannot open the listed files");
 
   ProgressLine progress(args.quiet, list.totalLength);
-  std::vector<char> buffer(1 << 20);
+  platform::IoBuffer buffer(1 << 20);
   std::int64_t done = 0;
   while (done < list.totalLength) {
     std::int64_t want = std::min<std::int64_t>(list.totalLength - done,

@@ -40,6 +40,7 @@ const char* kHelp =
     "  DvdAudioTrack keep only this audio track, from 1 ('fennoria info' lists them)\n"
     "  ShowProgress  0 keeps the progress window hidden while the graph runs\n"
     "  StandardReads 1 serves parsers that read at any position (see the README)\n"
+    "  SettingsPage  1 adds the Settings page beside About in graph editors\n"
     "The debug log's values (machine-wide), named log.MODULE.VALUE, with MODULE\n"
     "GLOBAL or a module's file name (fennoria.dll) and VALUE one of TIMING, TRACE,\n"
     "MEMORY, LOCKING, ERROR, CUSTOM1 to CUSTOM5, TIMEOUT (numbers) or LogToFile\n"
@@ -62,7 +63,7 @@ const char* kCategories[] = {"TIMING",  "TRACE",   "MEMORY",  "LOCKING", "ERROR"
 const char* kFilterValues[] = {"DvdReadMode",     "DvdTitle",       "DvdPgc",
                                "DvdAudio",        "DvdPlaybackOrder", "DvdTitleNumber",
                                "DvdChapterFirst", "DvdChapterLast", "DvdAudioTrack",
-                               "ShowProgress",    "StandardReads"};
+                               "ShowProgress",    "StandardReads",  "SettingsPage"};
 
 bool sameText(const std::string& a, const std::string& b) {
   if (a.size() != b.size()) return false;
@@ -98,7 +99,7 @@ Setting resolve(const std::string& name) {
   usage("config", "unknown setting '" + name +
                       "' (DvdReadMode, DvdTitle, DvdPgc, DvdAudio, DvdPlaybackOrder, "
                       "DvdTitleNumber, DvdChapterFirst, DvdChapterLast, DvdAudioTrack, "
-                      "ShowProgress, StandardReads or log.MODULE.VALUE)");
+                      "ShowProgress, StandardReads, SettingsPage or log.MODULE.VALUE)");
 }
 
 std::string hiveName(platform::Hive hive) {

@@ -78,6 +78,7 @@ void Disc::load(std::shared_ptr<const DiscFiles> image, bool dumpToStdout) {
   dumping_ = dumpToStdout;
   messages_.clear();
   reader = std::make_unique<DvdTitleReader>(log_);
+  reader->dumpRecords = dumpToStdout;
   int result = image ? reader->openIfo(std::move(image), folder) : reader->openIfo(folder);
   dumping_ = false;
   if (result != 0)

@@ -7,6 +7,7 @@
 #include "cli/cli.h"
 #include "cli/selection.h"
 #include "dvdnav/dvd_title_reader.h"
+#include "platform/io_buffer.h"
 
 namespace cli {
 
@@ -95,7 +96,7 @@ int runDvd(const std::vector<std::string>& argv) {
   const std::int64_t total = reader.getRangeLength();
   ProgressLine progress(args.quiet, total);
   constexpr std::int32_t kSector = dvdnav::sectorSize;
-  std::vector<std::uint8_t> buffer(512 * kSector);
+  platform::IoBuffer buffer(512 * kSector);
   std::int64_t done = 0;
   while (done < total) {
     // Never ask past the end of the range: the reader's end-of-range read

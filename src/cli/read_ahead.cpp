@@ -15,7 +15,7 @@ ReadAhead::ReadAhead(std::vector<Source> sources, std::int64_t total, std::size_
       // reader needs at least one more.
       ring_(std::max(static_cast<std::size_t>(std::max(depth, 0)), sources_.size() + 1)),
       failedAt_(chunkCount_) {
-  for (Chunk& chunk : ring_) chunk.bytes.resize(chunkSize);
+  for (Chunk& chunk : ring_) chunk.bytes = platform::IoBuffer(chunkSize);
   for (std::size_t i = 0; i < sources_.size(); ++i)
     readers_.emplace_back(&ReadAhead::readChunks, this, i);
 }

@@ -12,6 +12,8 @@
 #include <thread>
 #include <vector>
 
+#include "platform/io_buffer.h"
+
 namespace cli {
 
 class ReadAhead {
@@ -24,7 +26,7 @@ class ReadAhead {
                                             std::int32_t want, std::string* where)>;
 
   struct Chunk {
-    std::vector<std::uint8_t> bytes;
+    platform::IoBuffer bytes;
     std::int64_t offset = 0;
     std::int32_t want = 0;   // the bytes asked for
     std::int32_t count = 0;  // the bytes read: fewer than `want` is a failed read

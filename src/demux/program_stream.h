@@ -52,7 +52,15 @@ inline bool isSubpictureSubstream(int substream) { return (substream & ~0x1F) ==
 
 // Streams whose packets have no flags, header length or time stamps after
 // the length field: the payload follows it at once.
-bool hasNoPesExtension(std::uint8_t id);
+inline bool hasNoPesExtension(std::uint8_t id) {
+  switch (id) {
+    case kProgramStreamMap: case kPaddingStream: case kPrivateStream2: case kEcmStream:
+    case kEmmStream: case kDsmccStream: case kH2221TypeEStream: case kProgramStreamDirectory:
+      return true;
+    default:
+      return false;
+  }
+}
 
 inline bool hasStartCode(const std::uint8_t* p) { return p[0] == 0 && p[1] == 0 && p[2] == 1; }
 
@@ -90,10 +98,15 @@ inline std::size_t payloadOffset(const std::uint8_t* pes) { return 9 + headerDat
 
 // The 33-bit time stamp in the five bytes at `p` (marker bits skipped), in
 // 90 kHz ticks.
-std::int64_t readTimestamp(const std::uint8_t* p);
+inline std::int64_t readTimestamp(const std::uint8_t* p) {
+  return (static_cast<std::int64_t>(p[0] & 0x0E) << 29) | (p[1] << 22) | ((p[2] & 0xFE) << 14) |
+         (p[3] << 7) | (p[4] >> 1);
+}
 // Its low 32 bits as a signed number, the form the timing files print: bit
 // 32 is dropped, so stamps of 2^31 ticks and more come out negative.
-std::int32_t readTimestampLow32(const std::uint8_t* p);
+inline std::int32_t readTimestampLow32(const std::uint8_t* p) {
+  return static_cast<std::int32_t>(static_cast<std::uint32_t>(readTimestamp(p)));
+}
 
 // One packet of a pack, as `nextPacket` finds it. Offsets count from the
 // start of the pack.
@@ -111,7 +124,29 @@ struct Packet {
 // Walks the packets of a pack: `*at` starts at 0 and is moved past each
 // packet found. False when the pack is not an MPEG-2 pack, or at the first
 // place that holds no start code or a packet that does not end inside the
-// pack: every byte read lies inside the pack.
-bool nextPacket(const std::uint8_t* pack, std::size_t* at, Packet* packet);
+// pack: every byte read lies inside the pack. Inline: the extraction walks
+// every packet of every pack several times over.
+inline bool nextPacket(const std::uint8_t* pack, std::size_t* at, Packet* packet) {
+  if (!isMpeg2PackHeader(pack)) return false;
+  if (*at == 0) *at = packHeaderSize(pack);
+  if (*at + 6 > kPackSize) return false;
+  const std::uint8_t* pes = pack + *at;
+  if (!hasStartCode(pes)) return false;
+  const std::size_t end = *at + 6 + packetLength(pes);
+  if (end > kPackSize) return false;
+  packet->streamId = streamId(pes);
+  packet->start = *at;
+  packet->end = end;
+  packet->mpeg2 = *at + 9 <= end && hasMpeg2Header(pes);
+  packet->payload = packet->mpeg2 ? *at + payloadOffset(pes) : end;
+  // The five bytes of a PTS lie inside both the header and the packet.
+  const std::size_t stampEnd = *at + 14;
+  const bool stamped =
+      packet->mpeg2 && (pes[7] & 0x80) && stampEnd <= packet->payload && stampEnd <= end;
+  packet->pts = stamped ? std::optional<std::int64_t>(readTimestamp(timestamps(pes)))
+                        : std::nullopt;
+  *at = end;
+  return true;
+}
 
 }  // namespace ps

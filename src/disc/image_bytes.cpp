@@ -26,9 +26,12 @@ std::size_t FileImageBytes::readAt(std::int64_t offset, void* buffer, std::size_
   auto* out = static_cast<std::uint8_t*>(buffer);
   std::size_t done = 0;
   while (done < count) {
-    std::uint32_t chunk = static_cast<std::uint32_t>(std::min<std::size_t>(count - done, 1u << 30));
+    std::size_t chunk = std::min<std::size_t>(count - done, 1u << 30);
+    void* into = staging_.landing(out + done, offset + static_cast<std::int64_t>(done), &chunk);
     std::uint32_t got = 0;
-    if (!platform::readFile(handle_, out + done, chunk, &got) || got == 0) break;
+    if (!platform::readFile(handle_, into, static_cast<std::uint32_t>(chunk), &got) || got == 0)
+      break;
+    staging_.deliver(into, out + done, got);
     done += got;
   }
   position_ = done == count ? offset + static_cast<std::int64_t>(done) : -1;

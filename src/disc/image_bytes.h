@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/file.h"
+#include "platform/read_staging.h"
 
 class ImageBytes {
  public:
@@ -32,6 +33,8 @@ class FileImageBytes : public ImageBytes {
 
   bool isOpen() const { return handle_ != platform::kInvalidFile; }
   std::int64_t size() const override { return size_; }
+  // A read that the system would copy slowly into `buffer` comes through
+  // `staging_`.
   std::size_t readAt(std::int64_t offset, void* buffer, std::size_t count) override;
 
  private:
@@ -40,6 +43,7 @@ class FileImageBytes : public ImageBytes {
   // Where the handle stands, so that reading on where the last read ended
   // (the usual case: a VOB file read from start to end) needs no seek.
   std::int64_t position_ = -1;
+  platform::ReadStaging staging_;
 };
 
 class MemoryImageBytes : public ImageBytes {

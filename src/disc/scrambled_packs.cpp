@@ -1,9 +1,8 @@
 #include "disc/scrambled_packs.h"
 
-#include <vector>
-
 #include "demux/program_stream.h"
 #include "disc/disc_image_bytes.h"
+#include "platform/io_buffer.h"
 
 namespace disc {
 
@@ -31,7 +30,7 @@ bool isScrambledPack(const std::uint8_t* p) {
 
 std::string findScrambledVob(const ImageFiles& files) {
   // One read per file: the sectors looked at are read together.
-  std::vector<std::uint8_t> sectors(kSectorsLooked * kSectorSize);
+  platform::IoBuffer sectors(kSectorsLooked * kSectorSize);
   for (const ImageFile& file : files.table().files) {
     if (!endsWith(file.name, ".VOB")) continue;
     std::int32_t got = files.open(file.name)->read(sectors.data(),

@@ -25,8 +25,18 @@ DvdTitleReader::~DvdTitleReader() = default;
 void DvdTitleReader::say(int level) { mpdx::emit(log, level); }
 
 std::int64_t DvdTitleReader::readIfo(const DiscFiles& source, const std::string& name,
-                                     std::uint8_t* buffer) {
-  return source.open(name)->read(buffer, static_cast<std::uint32_t>(ifoBufferSize));
+                                     platform::IoBuffer& buffer) {
+  std::unique_ptr<mpdx::SeekableStream> file = source.open(name);
+  if (file->tell() < 0) return 0;  // no such file
+  // Memory for the file's own size, not for the largest one: a disc's IFO
+  // files are a few kilobytes, and filling a megabyte for each would be
+  // most of the time it takes to load them. A size the system cannot tell
+  // gets the whole buffer.
+  std::int64_t length = file->getLength();
+  std::int64_t wanted = length > 0 && length < ifoBufferSize ? length : ifoBufferSize;
+  if (static_cast<std::int64_t>(buffer.size()) < wanted)
+    buffer = platform::IoBuffer(static_cast<std::size_t>(wanted));
+  return file->read(buffer.data(), static_cast<std::uint32_t>(wanted));
 }
 
 int DvdTitleReader::openIfo(const std::string& folderName) {
@@ -43,10 +53,10 @@ int DvdTitleReader::openIfo(std::shared_ptr<const DiscFiles> source,
 }
 
 int DvdTitleReader::loadIfos(const DiscFiles& source, const std::string& folderName) {
-  std::vector<std::uint8_t> buffer(static_cast<std::size_t>(ifoBufferSize));
-  std::int64_t count = readIfo(source, "VIDEO_TS.IFO", buffer.data());
+  platform::IoBuffer buffer;
+  std::int64_t count = readIfo(source, "VIDEO_TS.IFO", buffer);
   if (count < 1) {
-    count = readIfo(source, "video_ts.ifo", buffer.data());
+    count = readIfo(source, "video_ts.ifo", buffer);
     upperCaseNames = false;
   }
   if (count < 1) {
@@ -64,10 +74,12 @@ int DvdTitleReader::loadIfos(const DiscFiles& source, const std::string& folderN
   videoManager = std::make_unique<dvdnav::VideoManagerInfo>();
   dvdnav::IfoBytes vmgBytes(buffer.data(), static_cast<std::size_t>(count));
   dvdnav::parseVideoManager(vmgBytes, *videoManager, log);
-  log << "Videomanager";
-  say(3);
-  log << *videoManager;
-  say(3);
+  if (dumpRecords) {
+    log << "Videomanager";
+    say(3);
+    log << *videoManager;
+    say(3);
+  }
 
   titleSets.clear();
   titleSetNumbers.clear();
@@ -75,15 +87,17 @@ int DvdTitleReader::loadIfos(const DiscFiles& source, const std::string& folderN
   const char* suffix = upperCaseNames ? "_0.IFO" : "_0.ifo";
   std::int32_t titles = static_cast<std::int32_t>(videoManager->titles.size());
   for (std::int32_t i = 1; i <= titles; ++i) {
-    count = readIfo(source, prefix + twoDigits(i) + suffix, buffer.data());
+    count = readIfo(source, prefix + twoDigits(i) + suffix, buffer);
     if (count < 1) continue;
     auto titleSet = std::make_unique<dvdnav::TitleSetInfo>();
     dvdnav::parseTitleSet(dvdnav::IfoBytes(buffer.data(), static_cast<std::size_t>(count)),
                           *titleSet, log);
-    log << "VideoTitleSet " << i;
-    say(3);
-    log << *titleSet;
-    say(3);
+    if (dumpRecords) {
+      log << "VideoTitleSet " << i;
+      say(3);
+      log << *titleSet;
+      say(3);
+    }
     titleSets.push_back(std::move(titleSet));
     titleSetNumbers.push_back(i);
   }

@@ -5,7 +5,6 @@
 // range, optionally dropping the packs of the audio streams not chosen.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <memory>
 #include <ostream>
@@ -15,6 +14,7 @@
 #include "dvdnav/ifo_records.h"
 #include "input/cell_sequence.h"
 #include "input/concatenated_stream.h"
+#include "platform/io_buffer.h"
 
 class DiscFiles;
 
@@ -117,6 +117,10 @@ class DvdTitleReader {
   std::int32_t getLibraryVersion() const { return libraryVersion; }
 
   bool upperCaseNames = true;
+  // Whether openIfo writes each loaded file's text dump to the log at level
+  // 3, as the filter's debug log shows it. The tool clears it unless it
+  // prints the dump: composing the text is a good part of a load's time.
+  bool dumpRecords = true;
   std::unique_ptr<dvdnav::VideoManagerInfo> videoManager;
   std::vector<std::unique_ptr<dvdnav::TitleSetInfo>> titleSets;
   // The number of each loaded title set, entry by entry: a missing file
@@ -142,7 +146,7 @@ class DvdTitleReader {
   std::vector<std::int32_t> titleChains;
 
   std::int32_t carryCount = 0;
-  std::array<std::uint8_t, dvdnav::sectorSize> carryBuffer{};
+  platform::IoBuffer carryBuffer{dvdnav::sectorSize};
   std::int32_t audioSelect = -1;  // negative: read unfiltered
   std::int32_t audioMode = -1;
   std::int32_t audioStream = -1;
@@ -166,6 +170,10 @@ class DvdTitleReader {
   // Sets the range of the cells [first, last] of `pgc`.
   int selectCells(const dvdnav::CellPlayback& first, const dvdnav::CellPlayback& last);
   int loadIfos(const DiscFiles& source, const std::string& location);
-  std::int64_t readIfo(const DiscFiles& source, const std::string& name, std::uint8_t* buffer);
+  // Reads IFO file `name` (at most ifoBufferSize bytes of it) into
+  // `buffer`, which grows to the file's size when it is smaller; the bytes
+  // read, 0 when the file is missing or empty.
+  std::int64_t readIfo(const DiscFiles& source, const std::string& name,
+                       platform::IoBuffer& buffer);
   void say(int level);
 };

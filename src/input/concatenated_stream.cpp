@@ -40,10 +40,12 @@ std::int32_t ConcatenatedStream::read(void* buffer, std::int32_t count) {
            position >= entries[current].start + entries[current].length)
       ++current;
     if (current >= entries.size() || !entries[current].stream) return done;
-    std::int32_t r =
-        entries[current].stream->read(out + done, static_cast<std::uint32_t>(count - done));
+    auto piece = static_cast<std::size_t>(count - done);
+    void* into = staging_.landing(out + done, position - entries[current].start, &piece);
+    std::int32_t r = entries[current].stream->read(into, static_cast<std::uint32_t>(piece));
     if (r == 0) return done;
     if (r < 0) return done > 0 ? done + r : r;
+    staging_.deliver(into, out + done, static_cast<std::size_t>(r));
     position += r;
     done += r;
   }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "demux/stream.h"
+#include "platform/read_staging.h"
 
 class DiscFiles;
 
@@ -30,7 +31,8 @@ class ConcatenatedStream {
   ConcatenatedStream& operator=(const ConcatenatedStream&) = delete;
 
   // Reads up to `count` bytes; a short read of one file goes on in the next
-  // one at once, from wherever that file's own pointer stands.
+  // one at once, from wherever that file's own pointer stands. A read that
+  // the system would copy slowly into `buffer` comes through `staging_`.
   std::int32_t read(void* buffer, std::int32_t count);
   // Moves to `position`; always returns 1. A position outside the range
   // leaves the position as it was and the stream at its end.
@@ -50,4 +52,6 @@ class ConcatenatedStream {
 
  private:
   void append(std::string name, std::unique_ptr<mpdx::SeekableStream> stream);
+
+  platform::ReadStaging staging_;
 };

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "platform/file.h"
+#include "platform/io_buffer.h"
 
 namespace {
 
@@ -79,13 +80,18 @@ char* FileList::readListText(const char* name) {
   if (size < kMinListSize) return nullptr;
   if (size > kMaxListSize) return singleEntryText(name);
 
+  // The read lands in page-aligned memory, as every read does
+  // (platform/io_buffer.h), and is copied into the text the caller frees.
   char* text = static_cast<char*>(std::malloc(size + 1));
-  if (!text) {
+  platform::IoBuffer bytes(size, std::nothrow);
+  if (!text || bytes.empty()) {
+    std::free(text);
     platform::closeFile(file);
     return nullptr;
   }
   std::uint32_t got = 0;
-  bool ok = platform::readFile(file, text, size, &got);
+  bool ok = platform::readFile(file, bytes.data(), size, &got);
+  if (ok) std::memcpy(text, bytes.data(), got);
   text[ok ? got : 0] = '\0';
   platform::closeFile(file);
   if (!ok || got < size) {

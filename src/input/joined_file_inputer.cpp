@@ -144,8 +144,12 @@ std::int64_t JoinedFileInputer::readBlock(void* buffer, std::int64_t count) {
     if (count < n) n = count;
     if (fileLength - filePosition < n) n = fileLength - filePosition;
 
+    auto piece = static_cast<std::size_t>(n);
+    void* into = staging_.landing(out, filePosition, &piece);
     std::uint32_t got = 0;
-    if (!platform::readFile(currentHandle, out, static_cast<std::uint32_t>(n), &got)) return done;
+    if (!platform::readFile(currentHandle, into, static_cast<std::uint32_t>(piece), &got))
+      return done;
+    staging_.deliver(into, out, got);
     position += got;
     filePosition += got;
     out += got;

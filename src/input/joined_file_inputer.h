@@ -11,6 +11,7 @@
 
 #include "input/file_list.h"
 #include "platform/file.h"
+#include "platform/read_staging.h"
 
 class JoinedFileInputer {
  public:
@@ -48,7 +49,9 @@ class JoinedFileInputer {
   std::int64_t seek(std::int64_t position);
 
   // Reads `count` bytes from the current position, across file ends.
-  // Returns the number of bytes placed in `buffer`, 0 on failure.
+  // Returns the number of bytes placed in `buffer`, 0 on failure. A chunk
+  // that the system would copy slowly into `buffer` (a sample 16 bytes past
+  // a page, a file that follows one of odd length) comes through `staging_`.
   std::int64_t readBlock(void* buffer, std::int64_t count);
 
   // Moves to `position` within file `fileIndex`; returns the new file
@@ -82,4 +85,5 @@ class JoinedFileInputer {
   void report(const char* text, const char* caption) const;
 
   const Texts& texts_;
+  platform::ReadStaging staging_;
 };

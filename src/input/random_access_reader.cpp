@@ -102,6 +102,7 @@ std::int32_t RandomAccessReader::readSectors(std::int64_t position, std::int32_t
                                              std::uint8_t* buffer) {
   // Byte p of the range is byte p mod 2048 of sector p / 2048; each sector
   // is read whole, judged, and the part asked for copied out.
+  if (sector_.empty()) sector_ = platform::IoBuffer(kSector);
   std::int32_t done = 0;
   while (done < wanted) {
     std::int64_t at = position + done;

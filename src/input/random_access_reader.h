@@ -9,10 +9,10 @@
 // its own: every read says where it starts.
 #pragma once
 
-#include <array>
 #include <cstdint>
 
 #include "dvdnav/ifo_records.h"
+#include "platform/io_buffer.h"
 
 class MultipleFileInputer;
 class DvdTitleReader;
@@ -56,5 +56,5 @@ class RandomAccessReader {
 
   MultipleFileInputer* inputer_;
   DvdTitleReader* titleReader_;
-  std::array<std::uint8_t, dvdnav::sectorSize> sector_{};
+  platform::IoBuffer sector_;  // one sector, had on the first DVD read
 };

@@ -12,6 +12,7 @@
 
 #include "dvdnav/ifo_records.h"
 #include "input/byte_source.h"
+#include "platform/io_buffer.h"
 
 class DvdTitleReader;
 
@@ -43,6 +44,10 @@ class TitleSource : public ByteSource {
 
  private:
   std::unique_ptr<DvdTitleReader> reader_;
-  std::uint8_t sector_[kSectorSize] = {};
+  // Random-access reads of this reader, which keep their sector buffer
+  // from one request to the next.
+  std::unique_ptr<RandomAccessReader> random_;
+  // Page-aligned, as every buffer a file read lands in.
+  platform::IoBuffer sector_{kSectorSize};
   std::int32_t carryOffset_ = 0;
 };

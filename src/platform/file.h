@@ -32,6 +32,13 @@ FileHandle openExistingForRead(const char* name, AccessHint hint);
 // ReadFile: false on failure; a success may deliver fewer bytes than asked.
 bool readFile(FileHandle file, void* buffer, std::uint32_t count, std::uint32_t* got);
 
+// Shown every readFile before the system is asked: the file, where the
+// bytes are to land and how many. Tests put one in place to see where reads
+// land against the file position (platform/read_staging.h); the program
+// leaves it null, which costs one test per read.
+using ReadWatch = void (*)(FileHandle file, const void* buffer, std::uint32_t count);
+extern ReadWatch readWatch;
+
 // GetFileSize(file, NULL): the low 32 bits of the size.
 std::uint32_t getFileSizeLow(FileHandle file);
 

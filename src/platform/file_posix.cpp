@@ -68,8 +68,11 @@ FileHandle openExistingForRead(const char* name, AccessHint hint) {
   return fd;
 }
 
+ReadWatch readWatch = nullptr;
+
 bool readFile(FileHandle file, void* buffer, std::uint32_t count, std::uint32_t* got) {
   *got = 0;
+  if (readWatch) readWatch(file, buffer, count);
   for (;;) {
     std::ptrdiff_t n = posix::readCall(toDescriptor(file), buffer, count);
     if (n >= 0) {

@@ -15,7 +15,10 @@ FileHandle openExistingForRead(const char* name, AccessHint hint) {
   return h == INVALID_HANDLE_VALUE ? kInvalidFile : reinterpret_cast<FileHandle>(h);
 }
 
+ReadWatch readWatch = nullptr;
+
 bool readFile(FileHandle file, void* buffer, std::uint32_t count, std::uint32_t* got) {
+  if (readWatch) readWatch(file, buffer, count);
   DWORD n = 0;
   BOOL ok = ReadFile(toHandle(file), buffer, count, &n, nullptr);
   *got = n;

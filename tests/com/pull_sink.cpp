@@ -58,7 +58,10 @@ DWORD WINAPI PullSink::pullThread(void* self) {
 
 void PullSink::pull() {
   IAsyncReader* reader = pin.reader;
-  lengthResult = reader->Length(&total, nullptr);
+  // Wine's File Source writes the available length without looking, as
+  // parsers always ask for it.
+  LONGLONG available = 0;
+  lengthResult = reader->Length(&total, &available);
   if (FAILED(lengthResult)) return;
   LONGLONG position = 0;
   if (mode_ == Mode::Aligned) {

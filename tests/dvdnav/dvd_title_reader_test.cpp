@@ -91,6 +91,20 @@ TEST_F(DvdTitleReaderTest, DumpFollowsEachHeadingAsAnEntryOfItsOwn) {
   EXPECT_NE(e[3].second.find("number of PGCIs : 1\n"), std::string::npos);
 }
 
+TEST_F(DvdTitleReaderTest, WithoutDumpsTheSameRecordsLoadAndNothingIsLogged) {
+  std::string f = folder("VIDEO_TS");
+  put(f, "VIDEO_TS.IFO", videoManager(2));
+  put(f, "VTS_01_0.IFO", titleSetWithChains(1));
+  put(f, "VTS_02_0.IFO", titleSetWithChains(2));
+  reader.dumpRecords = false;
+  EXPECT_EQ(reader.openIfo(f), 0);
+  EXPECT_THAT(LogSink::entries(), testing::IsEmpty());
+  ASSERT_EQ(reader.titleSets.size(), 2u);
+  EXPECT_EQ(reader.titleSets[1]->programchains.size(), 2u);
+  ASSERT_NE(reader.videoManager, nullptr);
+  EXPECT_EQ(reader.videoManager->titles.size(), 2u);
+}
+
 TEST_F(DvdTitleReaderTest, LowerCaseFolderUsesLowerCaseNames) {
   std::string f = folder("video_ts");
   put(f, "video_ts.ifo", videoManager(2));
