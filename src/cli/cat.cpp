@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "cli/cli.h"
+#include "cli/inputs.h"
 #include "input/file_list.h"
 #include "input/multiple_file_inputer.h"
 #include "platform/file.h"
@@ -49,7 +50,10 @@ int runCat(const std::vector<std::string>& argv) {
     platform::closeFile(handle);
   }
 
-  Output out("cat", args.value("-o"));
+  InputFiles inputs;
+  inputs.add(name);
+  for (std::int32_t i = 0; i < list.count; ++i) inputs.add(list.names[i]);
+  Output out("cat", args.value("-o"), inputs);
   MultipleFileInputer inputer;
   if (inputer.open(&list) != S_OK) fail(name, "cannot open the listed files");
 

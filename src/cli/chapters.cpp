@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "cli/cli.h"
+#include "cli/inputs.h"
 #include "dvdnav/chapter_list.h"
 #include "dvdnav/dvd_title_reader.h"
 
@@ -119,7 +120,9 @@ int runChapters(const std::vector<std::string>& argv) {
   std::string text = format == "ogm"          ? ogm(chapters)
                      : format == "ffmetadata" ? ffmetadata(chapters)
                                               : json(chapters, titleSet, pgc);
-  Output out("chapters", args.value("-o"), true);
+  InputFiles inputs;
+  disc.addInputs(inputs);
+  Output out("chapters", args.value("-o"), inputs, true);
   out.write(text.data(), text.size());
   out.commit();
   return 0;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "cli/cli.h"
+#include "cli/inputs.h"
 #include "cli/read_ahead.h"
 #include "demux/program_stream.h"
 #include "demux/stream.h"
@@ -326,7 +327,12 @@ int runDemux(const std::vector<std::string>& argv) {
   // The outputs are written under temporary names, renamed only when the
   // whole input was read. `outputs` outlives the extraction, whose files
   // must be closed before they are renamed or removed.
-  OutputSet outputs;
+  InputFiles inputs;
+  if (in.disc)
+    in.disc->addInputs(inputs);
+  else
+    inputs.add(input);
+  OutputSet outputs("demux", inputs);
   std::vector<std::string> finals;
   {
     Extraction extraction(kOutputBuffer);

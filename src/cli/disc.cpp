@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "cli/args.h"
+#include "cli/inputs.h"
 #include "cli/output.h"
 #include "demux/stream.h"
 #include "disc/disc_files.h"
@@ -56,9 +57,9 @@ Disc::Disc(const std::string& name, bool dumpToStdout)
   while (folder.size() > 1 && (folder.back() == '/' || folder.back() == '\\')) folder.pop_back();
   if (!isDirectory(folder)) {
     if (!isFileOrDrive(folder)) fail(folder, "no such folder");
-    std::string image = folder;
+    image_ = folder;
     folder += "/VIDEO_TS";
-    load(openImage(image), dumpToStdout);
+    load(openImage(image_), dumpToStdout);
     return;
   }
   if (!hasIfo(folder)) {
@@ -139,6 +140,13 @@ void Disc::select(std::int32_t titleSet, std::int32_t pgc, std::int32_t cell,
                       " sectors of VOB data, the selection ends at sector " +
                       std::to_string(endSector));
   }
+}
+
+void Disc::addInputs(InputFiles& inputs) const {
+  if (image_.empty())
+    inputs.addFolder(folder);
+  else
+    inputs.add(image_);
 }
 
 std::string Disc::currentVob() const {

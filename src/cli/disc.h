@@ -13,6 +13,8 @@ class DvdTitleReader;
 
 namespace cli {
 
+class InputFiles;
+
 // Whether `path` is a disc image file or (on Linux) a drive's block device
 // holding a disc, rather than a folder or a media file.
 bool isDiscImage(const std::string& path);
@@ -32,11 +34,15 @@ struct Disc {
               bool playbackOrder = false);
   // The name of the VOB file the reader stands in.
   std::string currentVob() const;
+  // The files the disc is read from: the image, or every file of the folder.
+  void addInputs(InputFiles& inputs) const;
 
   // The folder, or for an image "IMAGE/VIDEO_TS": what messages name.
   std::string folder;
 
  private:
+  // The image file or drive; empty for a folder.
+  std::string image_;
   // What the reader says: failures and selection errors (levels 0 and 1)
   // are kept for the message that ends the run; the dump (level 3) goes to
   // stdout while `dumping_`. Declared before the reader, which writes to it

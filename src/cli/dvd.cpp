@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "cli/cli.h"
+#include "cli/inputs.h"
 #include "dvdnav/dvd_title_reader.h"
 
 namespace cli {
@@ -71,7 +72,9 @@ int runDvd(const std::vector<std::string>& argv) {
 
   Disc disc(args.positional[0]);
   disc.select(titleSet, pgc, cell, args.has("--playback-order"));
-  Output out("dvd", args.value("-o"));
+  InputFiles inputs;
+  disc.addInputs(inputs);
+  Output out("dvd", args.value("-o"), inputs);
   DvdTitleReader& reader = *disc.reader;
   bool filtered = ac3 >= 0 || mpeg >= 0;
   if (filtered) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cli/cli.h"
+#include "cli/partial_files.h"
 #include "fennoria_version.h"
 #include "platform/message_box.h"
 
@@ -63,6 +64,8 @@ int main(int argc, char** argv) {
 
   // The same bytes on every platform: no newline translation on Windows.
   cli::setBinaryStdout();
+  // Ctrl-C and its kind leave no partial output behind.
+  cli::partial::removeOnInterrupt();
 
   // The file inputs' messages (message boxes on Windows) become lines on
   // stderr here.

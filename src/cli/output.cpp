@@ -5,6 +5,8 @@
 #include <filesystem>
 
 #include "cli/args.h"
+#include "cli/inputs.h"
+#include "cli/partial_files.h"
 #include "demux/timing_file.h"
 #include "ui/dialog_ids.h"
 
@@ -71,7 +73,10 @@ namespace {
 bool replaceFile(const std::string& from, const std::string& to) {
   std::error_code error;
   fs::rename(fs::u8path(from), fs::u8path(to), error);
-  if (!error) return true;
+  if (!error) {
+    partial::forget(from);
+    return true;
+  }
   errno = error.value();
   return false;
 }
@@ -79,11 +84,22 @@ bool replaceFile(const std::string& from, const std::string& to) {
 void removeQuietly(const std::string& name) {
   std::error_code error;
   fs::remove(fs::u8path(name), error);
+  partial::forget(name);
+}
+
+// Creates (or empties) `name` for writing; a partial output until renamed.
+// It is noted before it exists, so that no moment leaves it unnoted.
+std::FILE* createPartial(const std::string& name) {
+  partial::add(name);
+  std::FILE* file = std::fopen(name.c_str(), "wb");
+  if (!file) partial::forget(name);
+  return file;
 }
 
 }  // namespace
 
-Output::Output(const std::string& command, const std::string& name, bool textData) {
+Output::Output(const std::string& command, const std::string& name, const InputFiles& inputs,
+               bool textData) {
   if (name.empty() || name == "-") {
     if (!textData && stdoutIsTerminal())
       usage(command, "will not write binary data to a terminal; give -o FILE or a pipe");
@@ -92,10 +108,16 @@ Output::Output(const std::string& command, const std::string& name, bool textDat
     return;
   }
   if (isDirectory(name)) fail(name, "is a folder; -o wants a file name");
+  inputs.checkOutput(command, "-o", name);
   name_ = name;
   // A device, a pipe or a symbolic link is written directly, not renamed onto.
-  temp_ = isSpecialFile(name) ? name : temporaryNameFor(name);
-  file_ = std::fopen(temp_.c_str(), "wb");
+  if (isSpecialFile(name)) {
+    temp_ = name;
+    file_ = std::fopen(temp_.c_str(), "wb");
+  } else {
+    temp_ = temporaryNameFor(name);
+    file_ = createPartial(temp_);
+  }
   if (!file_) fail(name, "cannot create the output (" + errnoText() + ")");
 }
 
@@ -130,6 +152,11 @@ void createEmpty(const std::string& name, const std::string& shown) {
   if (!file) fail(shown, "cannot create (" + errnoText() + ")");
   std::fclose(file);
 }
+void createEmptyPartial(const std::string& name, const std::string& shown) {
+  std::FILE* file = createPartial(name);
+  if (!file) fail(shown, "cannot create the output (" + errnoText() + ")");
+  std::fclose(file);
+}
 }  // namespace
 
 OutputSet::~OutputSet() {
@@ -140,6 +167,8 @@ std::string OutputSet::add(const std::string& finalName, bool timing) {
   if (isDirectory(finalName)) fail(finalName, "is a folder, not an output file name");
   for (const auto& e : entries_)
     if (e.finalName == finalName) fail(finalName, "named as the output of two streams");
+  inputs_.checkOutput(command_, "output", finalName);
+  if (timing) inputs_.checkOutput(command_, "timing file", timing::timingFileName(finalName));
   if (isSpecialFile(finalName)) {
     // A device, a pipe or a symbolic link (/dev/null, a FIFO, /dev/stdout)
     // is written directly, and so is its timing file.
@@ -148,16 +177,9 @@ std::string OutputSet::add(const std::string& finalName, bool timing) {
     return finalName;
   }
   std::string temp = temporaryNameFor(finalName);
-  std::FILE* file = std::fopen(temp.c_str(), "wb");
-  if (!file) fail(finalName, "cannot create the output (" + errnoText() + ")");
-  std::fclose(file);
+  createEmptyPartial(temp, finalName);
   entries_.push_back({finalName, temp, timing});
-  if (timing) {
-    std::string timingTemp = timing::timingFileName(temp);
-    file = std::fopen(timingTemp.c_str(), "wb");
-    if (!file) fail(timing::timingFileName(finalName), "cannot create (" + errnoText() + ")");
-    std::fclose(file);
-  }
+  if (timing) createEmptyPartial(timing::timingFileName(temp), timing::timingFileName(finalName));
   return temp;
 }
 

@@ -14,14 +14,18 @@
 
 namespace cli {
 
+class InputFiles;
+
 // Where data go: stdout, or a file written as NAME.partial-PID and renamed
-// to NAME by commit() (a device, pipe or symbolic link is written directly). A file output that was not committed is removed when
-// the object goes away.
+// to NAME by commit() (a device, pipe or symbolic link is written
+// directly). A file output that was not committed is removed when the
+// object goes away, or when the run is interrupted.
 class Output {
  public:
   // An empty name or "-" is stdout; stdout on a terminal is refused (binary
-  // data) unless `textData`.
-  Output(const std::string& command, const std::string& name, bool textData = false);
+  // data) unless `textData`. A file that is one of `inputs` is refused.
+  Output(const std::string& command, const std::string& name, const InputFiles& inputs,
+         bool textData = false);
   ~Output();
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
@@ -39,11 +43,13 @@ class Output {
 };
 
 // Output files that another writer fills by name (the demultiplexer): each
-// is created empty under a temporary name at once, so an unwritable one is
-// reported before any work, and renamed (with its ".timing" companion) by
-// commitAll.
+// is created empty under a temporary name at once, so an unwritable one (or
+// one of the run's inputs) is reported before any work, and renamed (with
+// its ".timing" companion) by commitAll.
 class OutputSet {
  public:
+  OutputSet(const std::string& command, const InputFiles& inputs)
+      : command_(command), inputs_(inputs) {}
   ~OutputSet();
   // Returns the temporary name to hand to the writer.
   std::string add(const std::string& finalName, bool timing);
@@ -55,6 +61,8 @@ class OutputSet {
     std::string finalName, temp;
     bool timing;
   };
+  std::string command_;
+  const InputFiles& inputs_;
   std::vector<Entry> entries_;
   bool committed_ = false;
 };

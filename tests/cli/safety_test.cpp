@@ -1,0 +1,213 @@
+// The tool never writes over its own inputs and never leaves a partial
+// output behind: an output that is an input (by any name) is refused before
+// anything is written, and a run ended by Ctrl-C, a hang-up or a request to
+// terminate removes what it had begun to write.
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <thread>
+
+#include "cli/samples.h"
+#include "cli/tool_runner.h"
+#include "support/file_bytes.h"
+#include "support/scratch.h"
+#include "support/sha256.h"
+
+using namespace cli_test;
+using testing_support::fileBytes;
+using testing_support::ScratchDir;
+using testing_support::sha256Hex;
+namespace fs = std::filesystem;
+
+namespace {
+
+// Every file below `root` and a digest of its bytes.
+std::map<std::string, std::string> snapshot(const std::string& root) {
+  std::map<std::string, std::string> files;
+  for (const auto& e : fs::recursive_directory_iterator(root))
+    if (e.is_regular_file()) files[e.path().string()] = sha256Hex(fileBytes(e.path().string()));
+  return files;
+}
+
+bool anyPartial(const std::string& root) {
+  for (const auto& e : fs::recursive_directory_iterator(root))
+    if (e.path().filename().string().find(".partial-") != std::string::npos) return true;
+  return false;
+}
+
+std::uint32_t u32(const std::string& b, std::size_t at) {
+  return static_cast<std::uint32_t>(static_cast<unsigned char>(b[at])) << 24 |
+         static_cast<std::uint32_t>(static_cast<unsigned char>(b[at + 1])) << 16 |
+         static_cast<std::uint32_t>(static_cast<unsigned char>(b[at + 2])) << 8 |
+         static_cast<unsigned char>(b[at + 3]);
+}
+
+// A copy of the sample disc whose title set 1 is one sparse VOB of `bytes`
+// and whose program chain 1 ends at its last sector: a long title to read.
+std::string longDisc(const ScratchDir& dir, std::int64_t bytes) {
+  const std::string folder = dir.path("VIDEO_TS");
+  fs::create_directories(folder);
+  for (const char* f : {"VIDEO_TS.IFO", "VTS_01_0.IFO"})
+    fs::copy_file(kDisc + "/" + f, folder + "/" + f);
+  dir.writeSparse("VIDEO_TS/VTS_01_1.VOB", bytes, {});
+  std::string ifo = fileBytes(folder + "/VTS_01_0.IFO");
+  const std::size_t table = std::size_t{u32(ifo, 0xCC)} * 2048;
+  const std::size_t pgc = table + u32(ifo, table + 12);
+  const unsigned cells = static_cast<unsigned char>(ifo[pgc + 3]);
+  const std::size_t playback =
+      pgc + (static_cast<unsigned char>(ifo[pgc + 0xE8]) << 8 | static_cast<unsigned char>(ifo[pgc + 0xE9]));
+  const std::uint32_t last = static_cast<std::uint32_t>(bytes / 2048 - 1);
+  for (int i = 0; i < 4; ++i)
+    ifo[playback + 24 * (cells - 1) + 20 + i] = static_cast<char>(last >> (24 - 8 * i));
+  std::ofstream(folder + "/VTS_01_0.IFO", std::ios::binary) << ifo;
+  return folder;
+}
+
+// Starts the tool, stops it once a partial output shows in `watch`, sends
+// `signal` and lets it go on; its exit status, and whether it was caught
+// writing at all.
+struct Interrupted {
+  bool caught = false;
+  int status = -1;
+};
+Interrupted interrupt(std::vector<std::string> args, const std::string& watch, int signal) {
+  args.insert(args.begin(), toolPath());
+  std::vector<char*> argv;
+  for (std::string& a : args) argv.push_back(a.data());
+  argv.push_back(nullptr);
+  posix_spawn_file_actions_t files;
+  posix_spawn_file_actions_init(&files);
+  posix_spawn_file_actions_addopen(&files, 1, "/dev/null", O_WRONLY, 0);
+  posix_spawn_file_actions_addopen(&files, 2, "/dev/null", O_WRONLY, 0);
+  pid_t pid = 0;
+  Interrupted result;
+  if (posix_spawn(&pid, argv[0], &files, nullptr, argv.data(), environ) != 0) return result;
+  posix_spawn_file_actions_destroy(&files);
+  const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (!result.caught && std::chrono::steady_clock::now() < until) {
+    if (anyPartial(watch)) result.caught = kill(pid, SIGSTOP) == 0;
+    if (waitpid(pid, &result.status, WNOHANG) == pid) return result;
+  }
+  kill(pid, signal);
+  kill(pid, SIGCONT);
+  int status = 0;
+  waitpid(pid, &status, 0);
+  result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
+  return result;
+}
+
+}  // namespace
+
+TEST(ToolSafety, OutputThatIsAnInputIsRefusedAndTheInputStaysWhole) {
+  ScratchDir dir;
+  const std::string disc = dir.path("VIDEO_TS");
+  fs::copy(kDisc, disc);
+  fs::copy_file(disc + "/VTS_01_1.VOB", dir.path("in.vob"));
+  fs::create_hard_link(dir.path("in.vob"), dir.path("hard.vob"));
+  fs::create_symlink(disc + "/VIDEO_TS.IFO", dir.path("link.ifo"));
+  dir.write("o.lst", dir.path("in.vob") + "\n");
+  const auto before = snapshot(dir.root());
+  const std::vector<std::vector<std::string>> runs = {
+      {"dvd", disc, "--title", "1", "--pgc", "1", "-o", disc + "/VTS_01_1.VOB"},
+      {"chapters", disc, "--title", "1", "--pgc", "1", "-o", disc + "/VIDEO_TS.IFO"},
+      {"chapters", disc, "--title", "1", "--pgc", "1", "-o", dir.path("link.ifo")},
+      {"demux", dir.path("in.vob"), "--ac3", "0=" + dir.path("in.vob")},
+      {"demux", dir.path("in.vob"), "--ac3", "0=" + dir.path("hard.vob")},
+      {"demux", disc, "--title", "1", "--pgc", "1", "--video", disc + "/VTS_01_2.VOB"},
+      {"cat", dir.path("o.lst"), "-o", dir.path("o.lst")},
+      {"cat", dir.path("o.lst"), "-o", dir.path("hard.vob")},
+  };
+  for (const auto& args : runs) {
+    SCOPED_TRACE(args.back());
+    Result run = runTool(args);
+    EXPECT_EQ(run.status, 2) << run.err;
+    EXPECT_NE(run.err.find("is one of this run's inputs"), std::string::npos) << run.err;
+    EXPECT_EQ(run.err.find('\n'), run.err.size() - 1) << run.err;
+  }
+  EXPECT_EQ(snapshot(dir.root()), before);
+  EXPECT_FALSE(anyPartial(dir.root()));
+}
+
+// Every file the tool reads, given as the output of every subcommand that
+// writes, through its own name and through a link: refused, all unchanged.
+TEST(ToolSafety, NoSubcommandWritesAFileItReads) {
+  ScratchDir dir;
+  const std::string disc = dir.path("VIDEO_TS");
+  fs::copy(kDisc, disc);
+  const auto before = snapshot(dir.root());
+  for (const auto& entry : fs::directory_iterator(disc)) {
+    const std::string input = entry.path().string();
+    const std::string link = dir.path("link");
+    fs::remove(link);
+    fs::create_symlink(input, link);
+    for (const std::string& target : {input, link}) {
+      SCOPED_TRACE(target);
+      for (const auto& args : std::vector<std::vector<std::string>>{
+               {"dvd", disc, "--title", "1", "--pgc", "1", "-o", target},
+               {"chapters", disc, "--title", "1", "--pgc", "1", "-o", target},
+               {"demux", disc, "--title", "1", "--pgc", "1", "--ac3", "0=" + target},
+               {"demux", disc, "--title", "1", "--pgc", "1", "--video", target}}) {
+        Result run = runTool(args);
+        EXPECT_EQ(run.status, 2) << args[0] << ": " << run.err;
+      }
+    }
+    fs::remove(link);
+  }
+  EXPECT_EQ(snapshot(dir.root()), before);
+  EXPECT_FALSE(anyPartial(dir.root()));
+}
+
+TEST(ToolSafety, TimingFileThatIsAnInputIsRefused) {
+  ScratchDir dir;
+  fs::copy_file(kDisc + "/VTS_01_1.VOB", dir.path("in.vob"));
+  dir.write("a.ac3.timing", "an input too");
+  fs::create_symlink(dir.path("in.vob"), dir.path("b.ac3.timing"));
+  const auto before = snapshot(dir.root());
+  Result run = runTool({"demux", dir.path("in.vob"), "--ac3", "0=" + dir.path("b.ac3"), "--timing"});
+  EXPECT_EQ(run.status, 2) << run.err;
+  EXPECT_NE(run.err.find("b.ac3.timing"), std::string::npos) << run.err;
+  EXPECT_EQ(snapshot(dir.root()), before);
+}
+
+class ToolSignals : public testing::TestWithParam<int> {};
+
+TEST_P(ToolSignals, RemoveEveryPartialOutputAndExitWith128PlusTheSignal) {
+  const int signal = GetParam();
+  ScratchDir dir;
+  const std::string disc = longDisc(dir, std::int64_t{1} << 30);
+  const std::string out = dir.path("out");
+  fs::create_directories(out);
+  dir.write("long.lst", disc + "/VTS_01_1.VOB\n");
+  const std::vector<std::vector<std::string>> runs = {
+      {"dvd", disc, "--title", "1", "--pgc", "1", "-q", "-o", out + "/t.vob"},
+      {"demux", disc, "--title", "1", "--pgc", "1", "-q", "--ac3", "0=" + out + "/a.ac3",
+       "--video", out + "/v.m2v", "--timing"},
+      {"demux", disc + "/VTS_01_1.VOB", "-q", "--mpeg", "1=" + out + "/m.mp2"},
+      {"cat", dir.path("long.lst"), "-q", "-o", out + "/j.mpg"},
+  };
+  for (const auto& args : runs) {
+    SCOPED_TRACE(args[0] + " " + args[1]);
+    Interrupted run = interrupt(args, out, signal);
+    ASSERT_TRUE(run.caught) << "the tool ended before it could be interrupted";
+    EXPECT_EQ(run.status, 128 + signal);
+    EXPECT_TRUE(fs::is_empty(out)) << "left: " << fs::directory_iterator(out)->path();
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, ToolSignals, testing::Values(SIGINT, SIGHUP, SIGTERM),
+                         [](const testing::TestParamInfo<int>& signal) {
+                           switch (signal.param) {
+                             case SIGINT: return std::string("Interrupt");
+                             case SIGHUP: return std::string("HangUp");
+                             default: return std::string("Terminate");
+                           }
+                         });
