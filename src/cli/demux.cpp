@@ -12,6 +12,7 @@
 #include "cli/read_ahead.h"
 #include "demux/program_stream.h"
 #include "demux/stream.h"
+#include "disc/scrambled_packs.h"
 #include "dvdnav/dvd_title_reader.h"
 #include "extract/extraction.h"
 #include "platform/mapped_file.h"
@@ -259,15 +260,24 @@ void addOutputs(Extraction& extraction, OutputSet& outputs, std::vector<std::str
 void extractAll(Extraction& extraction, Input& in, const std::string& input, bool quiet) {
   ProgressLine progress(quiet, in.total);
   std::int64_t done = 0;
-  auto feed = [&](const std::uint8_t* bytes, std::int32_t count) {
+  auto feed = [&](const std::uint8_t* bytes, std::int32_t count, const std::string& where) {
+    // A disc may be scrambled from any pack on, not only from its first.
+    const std::int64_t scrambled =
+        disc::firstScrambledPack(bytes, static_cast<std::size_t>(count) / ps::kPackSize);
+    if (scrambled >= 0 && in.disc)
+      fail(in.disc->folder,
+           disc::scrambledMessage(in.disc->vobAt(done + scrambled * std::int64_t{ps::kPackSize})));
+    if (scrambled >= 0) fail(input, disc::scrambledMessage(where));
     extraction.feed(bytes, static_cast<std::size_t>(count));
     done += count;
   };
   if (in.mapped) {
     const std::string name = baseName(input);
     for (std::int64_t at = 0; at < in.total; at += static_cast<std::int64_t>(kChunkSize)) {
-      feed(in.mapped->bytes() + at, static_cast<std::int32_t>(std::min<std::int64_t>(
-                                        static_cast<std::int64_t>(kChunkSize), in.total - at)));
+      feed(in.mapped->bytes() + at,
+           static_cast<std::int32_t>(
+               std::min<std::int64_t>(static_cast<std::int64_t>(kChunkSize), in.total - at)),
+           name);
       // Bytes the system could no longer give were read as zeros.
       if (in.mapped->missingFrom() >= 0) readFailed(input, in.total - in.mapped->missingFrom());
       in.mapped->doneBefore(done);
@@ -276,7 +286,7 @@ void extractAll(Extraction& extraction, Input& in, const std::string& input, boo
   } else {
     ReadAhead chunks(in.readers, in.total, kChunkSize, kChunksAhead);
     while (const ReadAhead::Chunk* chunk = chunks.next()) {
-      feed(chunk->bytes.data(), chunk->count);
+      feed(chunk->bytes.data(), chunk->count, chunk->where);
       if (chunk->count < chunk->want)
         readFailed(in.disc ? in.disc->folder + "/" + chunk->where : input, in.total - done);
       progress.update(done, chunk->where);
@@ -342,16 +352,24 @@ int runDemux(const std::vector<std::string>& argv) {
     } catch (const ExtractionError& error) {
       fail(error.file, error.what());
     }
+    if (extraction.programStreamPacks() == 0)
+      fail(input, "holds no MPEG-2 program stream pack (not a VOB file or DVD title?)");
     if (extraction.trailingBytes() != 0)
       fail(input, "truncated: ends " + std::to_string(extraction.trailingBytes()) +
                       " bytes into a 2048-byte pack");
     extraction.finish();
     if (extraction.writeFailed())
       fail(describe(finals), "could not be written completely (is the disk full?)");
+    // An empty output is not what was asked for. A VOB file has no IFO to
+    // tell beforehand which streams it carries: only now can the run fail,
+    // taking every output with it. A disc's streams are known from its IFO.
+    const std::vector<std::string> empty = outputs.emptyOutputs();
+    if (!in.disc && !empty.empty())
+      fail(describe(empty), std::string("the input holds no packet of ") +
+                                (empty.size() == 1 ? "this stream" : "these streams") +
+                                " (nothing written)");
     outputs.commitAll();
-    for (const auto& name : finals)
-      if (isRegularFile(name) && std::filesystem::file_size(std::filesystem::u8path(name)) == 0)
-        warnNoPacket(name);
+    for (const auto& name : empty) warnNoPacket(name);
     if (!args.quiet) printDelays(extraction);
   }
   return 0;

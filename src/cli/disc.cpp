@@ -149,6 +149,16 @@ void Disc::addInputs(InputFiles& inputs) const {
     inputs.add(image_);
 }
 
+std::string Disc::vobAt(std::int64_t offset) const {
+  const std::int64_t sector = reader->playbackOrder
+                                  ? reader->cellOrder.sectorAt(offset)
+                                  : reader->startBlock + offset / dvdnav::sectorSize;
+  const std::int64_t byte = sector * dvdnav::sectorSize;
+  for (const auto& entry : reader->vobStream->entries)
+    if (byte >= entry.start && byte < entry.start + entry.length) return baseName(entry.name);
+  return currentVob();
+}
+
 std::string Disc::currentVob() const {
   const ConcatenatedStream& vobs = *reader->vobStream;
   if (vobs.current < vobs.entries.size()) return baseName(vobs.entries[vobs.current].name);

@@ -34,6 +34,8 @@ struct Disc {
               bool playbackOrder = false);
   // The name of the VOB file the reader stands in.
   std::string currentVob() const;
+  // The name of the VOB file that byte `offset` of the selection comes from.
+  std::string vobAt(std::int64_t offset) const;
   // The files the disc is read from: the image, or every file of the folder.
   void addInputs(InputFiles& inputs) const;
 

@@ -6,6 +6,7 @@
 
 #include "cli/cli.h"
 #include "cli/inputs.h"
+#include "disc/scrambled_packs.h"
 #include "dvdnav/dvd_title_reader.h"
 
 namespace cli {
@@ -100,6 +101,11 @@ int runDvd(const std::vector<std::string>& argv) {
            "read failed at sector " + std::to_string(sector) +
                " of the selection (truncated or unreadable VOB file?)");
     }
+    // A disc may be scrambled from any pack on, not only from its first.
+    const std::int64_t scrambled =
+        disc::firstScrambledPack(buffer.data(), static_cast<std::size_t>(got / kSector));
+    if (scrambled >= 0)
+      fail(disc.folder, disc::scrambledMessage(disc.vobAt(done + scrambled * kSector)));
     std::int32_t kept =
         reader.filterSectors(buffer.data(), got / kSector, DvdTitleReader::Refused::Dropped);
     out.write(buffer.data(), static_cast<std::size_t>(kept) * kSector);

@@ -183,6 +183,16 @@ std::string OutputSet::add(const std::string& finalName, bool timing) {
   return temp;
 }
 
+std::vector<std::string> OutputSet::emptyOutputs() const {
+  std::vector<std::string> empty;
+  for (const auto& e : entries_) {
+    std::error_code error;
+    if (isRegularFile(e.temp) && fs::file_size(fs::u8path(e.temp), error) == 0 && !error)
+      empty.push_back(e.finalName);
+  }
+  return empty;
+}
+
 void OutputSet::commitAll() {
   for (const auto& e : entries_) {
     if (e.temp != e.finalName && !replaceFile(e.temp, e.finalName))

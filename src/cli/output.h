@@ -53,6 +53,9 @@ class OutputSet {
   ~OutputSet();
   // Returns the temporary name to hand to the writer.
   std::string add(const std::string& finalName, bool timing);
+  // The final names of the outputs (not timing files) that are files and
+  // still empty.
+  std::vector<std::string> emptyOutputs() const;
   void commitAll();
   void removeAll();
 

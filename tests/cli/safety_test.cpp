@@ -211,3 +211,69 @@ INSTANTIATE_TEST_SUITE_P(Each, ToolSignals, testing::Values(SIGINT, SIGHUP, SIGT
                              default: return std::string("Terminate");
                            }
                          });
+
+TEST(ToolSafety, VobFileWithoutAChosenStreamFailsAndWritesNothing) {
+  ScratchDir dir;
+  const std::string vob = dir.path("in.vob");
+  fs::copy_file(kDisc + "/VTS_01_1.VOB", vob);
+  Result run = runTool({"demux", vob, "--ac3", "5=" + dir.path("none.ac3"), "--ac3",
+                        "0=" + dir.path("en.ac3"), "--timing"});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_NE(run.err.find("none.ac3: the input holds no packet of this stream"), std::string::npos)
+      << run.err;
+  EXPECT_EQ(run.err.find("en.ac3"), std::string::npos) << run.err;
+  EXPECT_EQ(run.out, "");
+  EXPECT_EQ(snapshot(dir.root()).size(), 1u);
+}
+
+TEST(ToolSafety, FileOfRandomBytesIsRefusedAsNoProgramStream) {
+  ScratchDir dir;
+  std::string noise(311 * 2048, '\0');
+  std::uint32_t state = 12345;
+  for (char& c : noise) {
+    state = state * 1103515245u + 12345u;
+    c = static_cast<char>(state >> 24);
+  }
+  for (std::size_t size : {noise.size(), noise.size() - 100}) {
+    dir.write("noise.vob", noise.substr(0, size));
+    Result run = runTool({"demux", dir.path("noise.vob"), "--video", dir.path("v.m2v")});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.err.find("noise.vob: holds no MPEG-2 program stream pack"), std::string::npos)
+        << run.err;
+    EXPECT_EQ(snapshot(dir.root()).size(), 1u);
+  }
+}
+
+// A pack from sector 64 of title set 1 on scrambled: past the packs a disc
+// image's opening check looks at, so only reading can find it.
+TEST(ToolSafety, PackScrambledDeepInTheTitleStopsTheRun) {
+  ScratchDir dir;
+  const std::string disc = dir.path("VIDEO_TS");
+  fs::copy(kDisc, disc);
+  const std::string vob = disc + "/VTS_01_1.VOB";
+  std::string bytes = fileBytes(vob);
+  // The first pack there whose header has no stuffing and whose packet is
+  // video, audio or private stream 1.
+  std::size_t sector = 64;
+  for (;; ++sector) {
+    ASSERT_LE((sector + 1) * 2048, bytes.size());
+    const unsigned char* p = reinterpret_cast<const unsigned char*>(bytes.data()) + sector * 2048;
+    if ((p[13] & 7) == 0 && (p[17] == 0xBD || (p[17] >= 0xC0 && p[17] <= 0xEF))) break;
+  }
+  bytes[sector * 2048 + 20] = static_cast<char>(bytes[sector * 2048 + 20] | 0x10);
+  std::ofstream(vob, std::ios::binary) << bytes;
+  const std::string out = dir.path("out");
+  fs::create_directories(out);
+  for (const auto& args : std::vector<std::vector<std::string>>{
+           {"dvd", disc, "--title", "1", "--pgc", "1", "-o", out + "/t.vob"},
+           {"dvd", disc, "--title", "1", "--pgc", "1", "--playback-order", "-o", out + "/t.vob"},
+           {"demux", disc, "--title", "1", "--pgc", "1", "--video", out + "/v.m2v"}}) {
+    SCOPED_TRACE(args[0]);
+    Result run = runTool(args);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.err.find("the disc is scrambled (CSS; VTS_01_1.VOB is encrypted)"),
+              std::string::npos)
+        << run.err;
+    EXPECT_TRUE(fs::is_empty(out));
+  }
+}
