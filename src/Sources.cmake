@@ -64,6 +64,7 @@ set(FENNORIA_DVDNAV_SOURCES
   ${_src}/dvdnav/ifo_parser.cpp
   ${_src}/dvdnav/ifo_dump.cpp
   ${_src}/dvdnav/chapter_list.cpp
+  ${_src}/dvdnav/cell_layout.cpp
   ${_src}/dvdnav/dvd_title_reader.cpp)
 
 set(FENNORIA_CORE_SOURCES

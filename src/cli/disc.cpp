@@ -10,6 +10,7 @@
 #include "demux/stream.h"
 #include "disc/disc_files.h"
 #include "disc/open_disc_image.h"
+#include "dvdnav/cell_layout.h"
 #include "dvdnav/dvd_title_reader.h"
 
 namespace cli {
@@ -108,6 +109,8 @@ void Disc::select(std::int32_t titleSet, std::int32_t pgc, std::int32_t cell,
                      std::to_string(pgc) + " of title set " + std::to_string(titleSet) +
                      " (it has " + std::to_string(cells) + ")");
 
+  if (!playbackOrder && cell == 0) checkRangeOrder(chains[pgc - 1], titleSet, pgc);
+
   messages_.clear();
   reader->selectTitleSet(titleSet, 1);
   int result = playbackOrder && cell == 0 ? reader->selectPlaybackOrder(pgc - 1)
@@ -140,6 +143,24 @@ void Disc::select(std::int32_t titleSet, std::int32_t pgc, std::int32_t cell,
                       " sectors of VOB data, the selection ends at sector " +
                       std::to_string(endSector));
   }
+}
+
+void Disc::checkRangeOrder(const dvdnav::ProgramChain& chain, std::int32_t titleSet,
+                           std::int32_t pgc) const {
+  const dvdnav::CellLayout layout = dvdnav::cellLayout(chain);
+  if (layout.inRangeOrder) return;
+  const std::string name =
+      "program chain " + std::to_string(pgc) + " of title set " + std::to_string(titleSet);
+  if (layout.rangeSectors <= 0)
+    fail(folder, name + ": its cells are out of order and the range from its first cell to its "
+                        "last holds nothing; --playback-order reads the cells as a player does");
+  std::fprintf(stderr,
+               "fennoria: %s: warning: %s: its cells are not in order one after another, so the "
+               "range from its first cell to its last holds footage that is not its own (%lld "
+               "sectors against its cells' %lld); --playback-order reads the cells as a player "
+               "does\n",
+               folder.c_str(), name.c_str(), static_cast<long long>(layout.rangeSectors),
+               static_cast<long long>(layout.playbackSectors));
 }
 
 void Disc::addInputs(InputFiles& inputs) const {

@@ -10,6 +10,9 @@
 
 class DiscFiles;
 class DvdTitleReader;
+namespace dvdnav {
+struct ProgramChain;
+}
 
 namespace cli {
 
@@ -55,6 +58,11 @@ struct Disc {
 
   // Loads the navigation files from the folder, or from `image` when given.
   void load(std::shared_ptr<const DiscFiles> image, bool dumpToStdout);
+  // A range read of a chain whose cells are out of order holds what is not
+  // the chain's: one warning line, or the end of the run when the range is
+  // empty.
+  void checkRangeOrder(const dvdnav::ProgramChain& chain, std::int32_t titleSet,
+                       std::int32_t pgc) const;
 
  public:
   std::unique_ptr<DvdTitleReader> reader;

@@ -1,10 +1,12 @@
 // fennoria info: a readable table (or JSON) of a DVD folder's title sets,
 // program chains, cells, audio and subpicture streams.
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <sstream>
 
 #include "cli/cli.h"
+#include "dvdnav/cell_layout.h"
 #include "dvdnav/chapter_list.h"
 #include "dvdnav/dvd_title_reader.h"
 
@@ -143,8 +145,14 @@ void printJson(const DvdTitleReader& r, const std::string& folder) {
         << decimals(seconds(pgc.numframes, pgc.framerate));
       if (!pgc.cells.empty()) {
         std::int64_t first = pgc.cells.front().startcfvobu, last = pgc.cells.back().endclvobu;
+        const dvdnav::CellLayout layout = dvdnav::cellLayout(pgc);
+        // An empty range (cells in reverse) counts 0, never less.
+        const std::int64_t range = std::max<std::int64_t>(layout.rangeSectors, 0);
         o << ", \"first_sector\": " << first << ", \"last_sector\": " << last
-          << ", \"sectors\": " << last - first + 1 << ", \"bytes\": " << (last - first + 1) * kSector;
+          << ", \"sectors\": " << range << ", \"bytes\": " << range * kSector
+          << ", \"cells_in_order\": " << (layout.inRangeOrder ? "true" : "false")
+          << ", \"playback_sectors\": " << layout.playbackSectors
+          << ", \"playback_bytes\": " << layout.playbackSectors * kSector;
       }
       o << ",\n         \"cell_list\": [";
       for (std::size_t c = 0; c < pgc.cells.size(); ++c) {
@@ -207,10 +215,16 @@ void printTable(const DvdTitleReader& r, const std::string& folder) {
         continue;
       }
       std::int64_t first = pgc.cells.front().startcfvobu, last = pgc.cells.back().endclvobu;
-      std::printf("  %3zu  %-12s  %8d  %5zu  %12lld  %11lld  %7lld  %lld\n", p + 1, d.c_str(),
-                  pgc.numprograms, pgc.cells.size(), static_cast<long long>(first),
-                  static_cast<long long>(last), static_cast<long long>(last - first + 1),
-                  static_cast<long long>((last - first + 1) * kSector));
+      const dvdnav::CellLayout layout = dvdnav::cellLayout(pgc);
+      std::printf("  %3zu  %-12s  %8d  %5zu  %12lld  %11lld  ", p + 1, d.c_str(), pgc.numprograms,
+                  pgc.cells.size(), static_cast<long long>(first), static_cast<long long>(last));
+      if (layout.inRangeOrder)
+        std::printf("%7lld  %lld\n", static_cast<long long>(layout.rangeSectors),
+                    static_cast<long long>(layout.rangeSectors * kSector));
+      else
+        std::printf("cells out of order; in playback order %lld sectors, %lld bytes\n",
+                    static_cast<long long>(layout.playbackSectors),
+                    static_cast<long long>(layout.playbackSectors * kSector));
       for (std::size_t c = 0; c < pgc.cells.size(); ++c) {
         const auto& cell = pgc.cells[c];
         std::printf("       cell %zu: %s, sectors %d to %d\n", c + 1,

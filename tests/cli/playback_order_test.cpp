@@ -5,12 +5,15 @@
 // delays demux prints, against the first time stamps ffprobe reads.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <map>
 #include <sstream>
 
+#include "cli/json.h"
 #include "cli/samples.h"
 #include "cli/tool_runner.h"
 #include "support/scratch.h"
@@ -138,13 +141,31 @@ TEST(ToolDvdPlaybackOrder, AdjoiningCellsGiveTheRangesBytes) {
 
 // Without playback order a chain keeps its range: for the chain that skips
 // a cell that is the skipped footage too, for the reversed one nothing.
+// Without it the range holds foreign footage, which is written with one
+// warning line naming the chain, or nothing, which ends the run.
 TEST(ToolDvdPlaybackOrder, WithoutItTheRangeHoldsForeignFootageOrNothing) {
   Result skipping = runTool({"dvd", kBranching, "--title", "1", "--pgc", "3"});
   ASSERT_EQ(skipping.status, 0) << skipping.err;
   EXPECT_TRUE(skipping.out == cellsInOrder(kBranching + "/VIDEO_TS", {"dvd-branching", 1, 1}));
+  EXPECT_EQ(std::count(skipping.err.begin(), skipping.err.end(), '\n'), 1) << skipping.err;
+  EXPECT_NE(skipping.err.find("warning: program chain 3 of title set 1: its cells are not in "
+                              "order"),
+            std::string::npos)
+      << skipping.err;
+  EXPECT_NE(skipping.err.find("--playback-order"), std::string::npos) << skipping.err;
   Result reversed = runTool({"dvd", kBranching, "--title", "1", "--pgc", "2"});
-  ASSERT_EQ(reversed.status, 0) << reversed.err;
+  EXPECT_EQ(reversed.status, 1) << reversed.err;
   EXPECT_EQ(reversed.out.size(), 0u);
+  EXPECT_NE(reversed.err.find("program chain 2 of title set 1: its cells are out of order and "
+                              "the range from its first cell to its last holds nothing"),
+            std::string::npos)
+      << reversed.err;
+}
+
+TEST(ToolDvdPlaybackOrder, ChainInOrderReadsItsRangeWithoutAWord) {
+  Result run = runTool({"dvd", kBranching, "--title", "1", "--pgc", "1"});
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.err, "");
 }
 
 // The audio choice applies to the cells as to a range: the packs of the
@@ -379,4 +400,36 @@ TEST(ToolDemux, PlaybackOrderIsForAFolder) {
                         "0=" + dir.path("a.ac3")});
   EXPECT_EQ(run.status, 2);
   EXPECT_NE(run.err.find("are for a VIDEO_TS folder, not a file"), std::string::npos) << run.err;
+}
+
+// A chain whose cells run backwards has no range to measure: info shows
+// that the cells are out of order and what playing them holds, never a
+// negative size, in its table and its JSON alike. The cells' sectors come
+// from libdvdread's reading of the disc.
+TEST(ToolInfo, ChainWithCellsOutOfOrderShowsItsPlaybackSizeNeverANegativeOne) {
+  const Facts facts = loadFacts("dvd-branching");
+  for (int pgc : {2, 3}) {
+    SCOPED_TRACE(pgc);
+    long long sectors = 0;
+    for (int cell = 1; cell <= 2; ++cell) {
+      const std::string fact =
+          facts.at("vts.1.pgc." + std::to_string(pgc) + ".cell." + std::to_string(cell) + ".sectors");
+      sectors += number(field(fact, "last")) - number(field(fact, "first")) + 1;
+    }
+    Result table = runTool({"info", kBranching});
+    ASSERT_EQ(table.status, 0) << table.err;
+    EXPECT_NE(table.out.find("cells out of order; in playback order " + std::to_string(sectors) +
+                             " sectors, " + std::to_string(sectors * 2048) + " bytes"),
+              std::string::npos)
+        << table.out;
+    Result json = runTool({"info", kBranching, "--json"});
+    ASSERT_EQ(json.status, 0) << json.err;
+    const Json chain = parseJson(json.out)["title_sets"][0]["pgcs"][static_cast<std::size_t>(pgc - 1)];
+    EXPECT_FALSE(chain["cells_in_order"].boolean);
+    EXPECT_GE(chain["sectors"].num, 0);
+    EXPECT_GE(chain["bytes"].num, 0);
+    EXPECT_EQ(chain["playback_sectors"].num, sectors);
+    EXPECT_EQ(chain["playback_bytes"].num, sectors * 2048);
+  }
+  EXPECT_EQ(runTool({"info", kBranching}).out.find(" -"), std::string::npos);
 }
