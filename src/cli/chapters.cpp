@@ -103,6 +103,8 @@ int runChapters(const std::vector<std::string>& argv) {
   if (titleSet > sets)
     fail(disc.folder, "title set " + std::to_string(titleSet) + " does not exist (the disc has " +
                           std::to_string(sets) + ")");
+  if (const std::string* why = disc.unusable(titleSet))
+    fail(disc.folder, "title set " + std::to_string(titleSet) + " cannot be used: " + *why);
   const auto& chains = reader.titleSets[static_cast<std::size_t>(titleSet - 1)]->programchains;
   std::int32_t count = static_cast<std::int32_t>(chains.size());
   if (pgc > count)

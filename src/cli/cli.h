@@ -29,4 +29,7 @@ int runConfig(const std::vector<std::string>& argv);
 // A language code of the IFO as text: its printable characters.
 std::string languageText(const std::array<char, 2>& code);
 
+// "1 title set", "2 title sets": a count and its noun, singular for one.
+std::string counted(std::size_t count, const std::string& noun);
+
 }  // namespace cli

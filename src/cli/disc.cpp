@@ -78,13 +78,34 @@ void Disc::load(std::shared_ptr<const DiscFiles> image, bool dumpToStdout) {
   dumping_ = dumpToStdout;
   messages_.clear();
   reader = std::make_unique<DvdTitleReader>(log_);
+  reader->keepTitleSetNumbers = true;
+  const bool fromImage = image != nullptr;
   int result = image ? reader->openIfo(std::move(image), folder) : reader->openIfo(folder);
   dumping_ = false;
+  const std::string vmg = folder + (reader->upperCaseNames ? "/VIDEO_TS.IFO" : "/video_ts.ifo");
   if (result != 0)
-    fail(folder + "/VIDEO_TS.IFO",
-         "cannot be read" + (messages_.empty() ? "" : " (" + messages_.back() + ")"));
+    fail(vmg, "cannot be read (" + whyUnreadable(vmg, fromImage) + "), nor its backup copy");
   if (!reader->videoManager || reader->videoManager->titles.empty())
-    fail(folder + "/VIDEO_TS.IFO", "lists no titles (not a DVD-Video navigation file?)");
+    fail(vmg, "lists no titles (not a DVD-Video navigation file?)");
+  for (const std::string& backup : reader->backupsRead) {
+    const std::string ifo = folder + "/" + backup.substr(0, backup.size() - 3) +
+                            (reader->upperCaseNames ? "IFO" : "ifo");
+    std::fprintf(stderr, "fennoria: %s: warning: cannot be read (%s); its backup copy %s is read instead\n",
+                 ifo.c_str(), whyUnreadable(ifo, fromImage).c_str(), backup.c_str());
+  }
+  for (const auto& [number, name] : reader->unusableTitleSets)
+    unusable_[number] = folder + "/" + name + ": " + whyUnreadable(folder + "/" + name, fromImage) +
+                        "; its backup copy cannot be read either";
+}
+
+std::string Disc::whyUnreadable(const std::string& path, bool inImage) {
+  if (inImage) return "missing or damaged in the image";
+  std::FILE* file = std::fopen(path.c_str(), "rb");
+  if (!file) return errnoText();
+  std::fclose(file);
+  return isRegularFile(path) && std::filesystem::file_size(std::filesystem::u8path(path)) == 0
+             ? "empty"
+             : "not a DVD-Video navigation file";
 }
 
 Disc::~Disc() = default;
@@ -95,6 +116,8 @@ void Disc::select(std::int32_t titleSet, std::int32_t pgc, std::int32_t cell,
   if (titleSet < 1 || titleSet > sets)
     fail(folder, "title set " + std::to_string(titleSet) + " does not exist (the disc has " +
                      std::to_string(sets) + ")");
+  if (const std::string* why = unusable(titleSet))
+    fail(folder, "title set " + std::to_string(titleSet) + " cannot be used: " + *why);
   const auto& chains = reader->titleSets[titleSet - 1]->programchains;
   std::int32_t count = static_cast<std::int32_t>(chains.size());
   if (pgc < 1 || pgc > count)
@@ -168,6 +191,11 @@ void Disc::addInputs(InputFiles& inputs) const {
     inputs.addFolder(folder);
   else
     inputs.add(image_);
+}
+
+const std::string* Disc::unusable(std::int32_t titleSet) const {
+  auto found = unusable_.find(titleSet);
+  return found == unusable_.end() ? nullptr : &found->second;
 }
 
 std::string Disc::vobAt(std::int64_t offset) const {

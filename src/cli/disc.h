@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -41,6 +42,9 @@ struct Disc {
   std::string vobAt(std::int64_t offset) const;
   // The files the disc is read from: the image, or every file of the folder.
   void addInputs(InputFiles& inputs) const;
+  // Why title set `titleSet` (1-based) cannot be used, when neither its IFO
+  // nor the backup copy could be read; null when it can.
+  const std::string* unusable(std::int32_t titleSet) const;
 
   // The folder, or for an image "IMAGE/VIDEO_TS": what messages name.
   std::string folder;
@@ -55,9 +59,12 @@ struct Disc {
   std::vector<std::string> messages_;
   bool dumping_ = false;
   mpdx::LogCallback log_;
+  std::map<std::int32_t, std::string> unusable_;
 
   // Loads the navigation files from the folder, or from `image` when given.
   void load(std::shared_ptr<const DiscFiles> image, bool dumpToStdout);
+  // Why the file `path` gave nothing, in the system's words.
+  static std::string whyUnreadable(const std::string& path, bool inImage);
   // A range read of a chain whose cells are out of order holds what is not
   // the chain's: one warning line, or the end of the run when the range is
   // empty.

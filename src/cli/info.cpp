@@ -103,7 +103,9 @@ std::vector<dvdnav::Chapter> chaptersOf(const dvdnav::ProgramChain& pgc, std::st
   }
 }
 
-void printJson(const DvdTitleReader& r, const std::string& folder) {
+void printJson(const Disc& disc) {
+  const DvdTitleReader& r = *disc.reader;
+  const std::string& folder = disc.folder;
   const auto& vmg = *r.videoManager;
   std::ostringstream o;
   o << "{\n  \"folder\": " << jsonString(folder) << ",\n"
@@ -120,7 +122,10 @@ void printJson(const DvdTitleReader& r, const std::string& folder) {
   o << "\n  ],\n  \"title_sets\": [";
   for (std::size_t s = 0; s < r.titleSets.size(); ++s) {
     const auto& vts = *r.titleSets[s];
-    o << (s ? "," : "") << "\n    {\n      \"title_set\": " << s + 1 << ",\n      \"audio\": [";
+    o << (s ? "," : "") << "\n    {\n      \"title_set\": " << s + 1 << ",\n";
+    if (const std::string* why = disc.unusable(static_cast<std::int32_t>(s + 1)))
+      o << "      \"unusable\": " << jsonString(*why) << ",\n";
+    o << "      \"audio\": [";
     const auto& audio = vts.attributes.title.audio;
     for (std::size_t a = 0; a < audio.size(); ++a)
       o << (a ? "," : "") << "\n        {\"stream\": " << a << ", \"coding\": "
@@ -180,12 +185,14 @@ void printJson(const DvdTitleReader& r, const std::string& folder) {
   std::fputs(o.str().c_str(), stdout);
 }
 
-void printTable(const DvdTitleReader& r, const std::string& folder) {
+void printTable(const Disc& disc) {
+  const DvdTitleReader& r = *disc.reader;
+  const std::string& folder = disc.folder;
   const auto& vmg = *r.videoManager;
   std::printf("Disc %s\n", folder.c_str());
-  std::printf("Provider \"%s\", volume %d of %d, side %d, %zu titles, %zu title sets\n",
-              vmg.providerid.c_str(), vmg.volume, vmg.numvolumes, vmg.diskside,
-              vmg.titles.size(), r.titleSets.size());
+  std::printf("Provider \"%s\", volume %d of %d, side %d, %s, %s\n", vmg.providerid.c_str(),
+              vmg.volume, vmg.numvolumes, vmg.diskside, counted(vmg.titles.size(), "title").c_str(),
+              counted(r.titleSets.size(), "title set").c_str());
   std::printf("\nTitle  Title set  In set  Chapters  Angles\n");
   for (std::size_t i = 0; i < vmg.titles.size(); ++i) {
     const auto& t = vmg.titles[i];
@@ -194,7 +201,12 @@ void printTable(const DvdTitleReader& r, const std::string& folder) {
   }
   for (std::size_t s = 0; s < r.titleSets.size(); ++s) {
     const auto& vts = *r.titleSets[s];
-    std::printf("\nTitle set %zu: %zu program chains\n", s + 1, vts.programchains.size());
+    if (const std::string* why = disc.unusable(static_cast<std::int32_t>(s + 1))) {
+      std::printf("\nTitle set %zu: unusable (%s)\n", s + 1, why->c_str());
+      continue;
+    }
+    std::printf("\nTitle set %zu: %s\n", s + 1,
+                counted(vts.programchains.size(), "program chain").c_str());
     const auto& audio = vts.attributes.title.audio;
     for (std::size_t a = 0; a < audio.size(); ++a) {
       std::printf("  Audio %zu: %-8s %d ch  %s", a, codingName(audio[a].codingmode),
@@ -243,6 +255,10 @@ void printTable(const DvdTitleReader& r, const std::string& folder) {
 
 }  // namespace
 
+std::string counted(std::size_t count, const std::string& noun) {
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
 std::string languageText(const std::array<char, 2>& code) {
   std::string text;
   for (char c : code)
@@ -256,9 +272,9 @@ int runInfo(const std::vector<std::string>& argv) {
   if (args.positional.size() != 1) usage("info", "give exactly one VIDEO_TS folder or disc image");
   Disc disc(args.positional[0]);
   if (args.has("--json"))
-    printJson(*disc.reader, disc.folder);
+    printJson(disc);
   else
-    printTable(*disc.reader, disc.folder);
+    printTable(disc);
   if (std::fflush(stdout) != 0) fail("standard output", "write failed (" + errnoText() + ")");
   return 0;
 }

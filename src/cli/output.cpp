@@ -28,7 +28,18 @@ namespace fs = std::filesystem;
 
 namespace cli {
 
-std::string errnoText() { return std::strerror(errno); }
+std::string errnoText() {
+  // The system's words, as a sentence goes on after a colon.
+  switch (errno) {
+    case ENOENT: return "no such file";
+    case EACCES: case EPERM: return "permission denied";
+    case EISDIR: return "is a folder";
+    default: break;
+  }
+  std::string text = std::strerror(errno);
+  if (!text.empty() && text[0] >= 'A' && text[0] <= 'Z') text[0] = static_cast<char>(text[0] - 'A' + 'a');
+  return text;
+}
 
 std::string baseName(const std::string& path) {
   std::size_t slash = path.find_last_of("/\\");

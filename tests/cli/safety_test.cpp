@@ -277,3 +277,48 @@ TEST(ToolSafety, PackScrambledDeepInTheTitleStopsTheRun) {
     EXPECT_TRUE(fs::is_empty(out));
   }
 }
+
+// Players read a title set's backup copy when its IFO is gone, and so does
+// the tool: the same bytes, with a warning.
+TEST(ToolSafety, MissingTitleSetIfoIsReadFromItsBackup) {
+  ScratchDir dir;
+  const std::string disc = dir.path("VIDEO_TS");
+  fs::copy(kDisc, disc);
+  fs::remove(disc + "/VTS_01_0.IFO");
+  const std::string args[] = {"--title", "1", "--pgc", "1", "-o", "-"};
+  Result whole = runTool({"dvd", kDisc, args[0], args[1], args[2], args[3], args[4], args[5]});
+  Result run = runTool({"dvd", disc, args[0], args[1], args[2], args[3], args[4], args[5]});
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_TRUE(run.out == whole.out);
+  EXPECT_NE(run.err.find("VTS_01_0.IFO: warning: cannot be read (no such file); its backup copy "
+                         "VTS_01_0.BUP is read instead"),
+            std::string::npos)
+      << run.err;
+}
+
+// Neither copy of title set 1's IFO: title set 2 is still title set 2, and
+// title set 1 is reported unusable, naming its file and why.
+TEST(ToolSafety, TitleSetWithoutIfoOrBackupKeepsTheOthersNumbers) {
+  ScratchDir dir;
+  const std::string disc = dir.path("VIDEO_TS");
+  fs::copy(kDisc, disc);
+  fs::remove(disc + "/VTS_01_0.IFO");
+  fs::remove(disc + "/VTS_01_0.BUP");
+  Result whole = runTool({"dvd", kDisc, "--title", "2", "--pgc", "1", "-o", "-"});
+  Result second = runTool({"dvd", disc, "--title", "2", "--pgc", "1", "-o", "-"});
+  ASSERT_EQ(second.status, 0) << second.err;
+  EXPECT_TRUE(second.out == whole.out);
+  Result first = runTool({"dvd", disc, "--title", "1", "--pgc", "1", "-o", dir.path("t.vob")});
+  EXPECT_EQ(first.status, 1);
+  EXPECT_NE(first.err.find("title set 1 cannot be used: " + disc +
+                           "/VTS_01_0.IFO: no such file; its backup copy cannot be read either"),
+            std::string::npos)
+      << first.err;
+  EXPECT_FALSE(fs::exists(dir.path("t.vob")));
+  Result info = runTool({"info", disc});
+  ASSERT_EQ(info.status, 0) << info.err;
+  EXPECT_NE(info.out.find("Title set 1: unusable (" + disc + "/VTS_01_0.IFO: no such file"),
+            std::string::npos)
+      << info.out;
+  EXPECT_NE(info.out.find("Title set 2: 1 program chain\n"), std::string::npos) << info.out;
+}
