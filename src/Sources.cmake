@@ -58,7 +58,8 @@ set(FENNORIA_EXTRACT_SOURCES
   ${_src}/extract/wav_header.cpp
   ${_src}/extract/lpcm_wav_output.cpp
   ${_src}/extract/vobsub_index.cpp
-  ${_src}/extract/vobsub_output.cpp)
+  ${_src}/extract/vobsub_output.cpp
+  ${_src}/extract/audio_frames.cpp)
 
 set(FENNORIA_DVDNAV_SOURCES
   ${_src}/dvdnav/ifo_parser.cpp

@@ -14,6 +14,8 @@
 #include "demux/stream.h"
 #include "disc/scrambled_packs.h"
 #include "dvdnav/dvd_title_reader.h"
+#include "demux/timing_file.h"
+#include "extract/audio_frames.h"
 #include "extract/extraction.h"
 #include "platform/mapped_file.h"
 
@@ -222,15 +224,37 @@ VobSubIndex vobSubIndex(const Input& in, int number) {
   return index;
 }
 
+// A raw audio output to be cut to its whole frames once written.
+struct AudioCut {
+  AudioCoding coding;
+  std::string file;    // the temporary file
+  std::string timing;  // its timing file, or empty
+  std::string name;    // for messages
+};
+
+std::optional<AudioCoding> rawAudioCoding(StreamKind kind) {
+  switch (kind) {
+    case StreamKind::Ac3: return AudioCoding::Ac3;
+    case StreamKind::Dts: return AudioCoding::Dts;
+    case StreamKind::MpegAudio: return AudioCoding::MpegAudio;
+    default: return std::nullopt;
+  }
+}
+
 // Sets up every output under a temporary name of `outputs`, its final name
-// kept in `finals` (a VobSub choice has two, NAME.idx and NAME.sub).
+// kept in `finals` (a VobSub choice has two, NAME.idx and NAME.sub); the raw
+// audio outputs that are files are listed in `cuts`.
 void addOutputs(Extraction& extraction, OutputSet& outputs, std::vector<std::string>& finals,
-                const std::vector<Choice>& choices, const Args& args, const Input& in) {
+                std::vector<AudioCut>& cuts, const std::vector<Choice>& choices, const Args& args,
+                const Input& in) {
   const bool timing = args.has("--timing");
   auto addOne = [&](const StreamChoice& stream, bool withTiming) {
     const std::string temp = outputs.add(stream.name, withTiming);
     finals.push_back(stream.name);
     extraction.add(stream, temp, withTiming);
+    const std::optional<AudioCoding> coding = rawAudioCoding(stream.kind);
+    if (coding && isRegularFile(temp))
+      cuts.push_back({*coding, temp, withTiming ? timing::timingFileName(temp) : "", stream.name});
   };
   for (const Choice& c : choices) {
     if (!c.kind || *c.kind == StreamKind::Dts || *c.kind == StreamKind::Lpcm) continue;
@@ -344,10 +368,11 @@ int runDemux(const std::vector<std::string>& argv) {
     inputs.add(input);
   OutputSet outputs("demux", inputs);
   std::vector<std::string> finals;
+  std::vector<AudioCut> cuts;
   {
     Extraction extraction(kOutputBuffer);
     try {
-      addOutputs(extraction, outputs, finals, choices, args, in);
+      addOutputs(extraction, outputs, finals, cuts, choices, args, in);
       extractAll(extraction, in, input, args.quiet);
     } catch (const ExtractionError& error) {
       fail(error.file, error.what());
@@ -360,6 +385,11 @@ int runDemux(const std::vector<std::string>& argv) {
     extraction.finish();
     if (extraction.writeFailed())
       fail(describe(finals), "could not be written completely (is the disk full?)");
+    // A decoder or muxer opens raw audio at its first byte: each file runs
+    // from its first whole frame to its last.
+    for (const AudioCut& cut : cuts)
+      if (!cutToWholeFrames(cut.coding, cut.file, cut.timing))
+        fail(cut.name, "could not be cut to its whole frames (" + errnoText() + ")");
     // An empty output is not what was asked for. A VOB file has no IFO to
     // tell beforehand which streams it carries: only now can the run fail,
     // taking every output with it. A disc's streams are known from its IFO.
