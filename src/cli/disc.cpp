@@ -57,7 +57,11 @@ Disc::Disc(const std::string& name, bool dumpToStdout)
       }) {
   while (folder.size() > 1 && (folder.back() == '/' || folder.back() == '\\')) folder.pop_back();
   if (!isDirectory(folder)) {
-    if (!isFileOrDrive(folder)) fail(folder, "no such folder");
+    std::error_code error;
+    if (!std::filesystem::exists(std::filesystem::u8path(folder), error))
+      fail(folder, "no such file or folder");
+    if (!isFileOrDrive(folder))
+      fail(folder, "is neither a VIDEO_TS folder, a disc image nor a drive");
     image_ = folder;
     folder += "/VIDEO_TS";
     load(openImage(image_), dumpToStdout);
@@ -82,7 +86,11 @@ void Disc::load(std::shared_ptr<const DiscFiles> image, bool dumpToStdout) {
   const bool fromImage = image != nullptr;
   int result = image ? reader->openIfo(std::move(image), folder) : reader->openIfo(folder);
   dumping_ = false;
-  const std::string vmg = folder + (reader->upperCaseNames ? "/VIDEO_TS.IFO" : "/video_ts.ifo");
+  // The name the reader tried first, unless only the lower-case one is there.
+  const std::string vmg = !fromImage && !isRegularFile(folder + "/VIDEO_TS.IFO") &&
+                                  isRegularFile(folder + "/video_ts.ifo")
+                              ? folder + "/video_ts.ifo"
+                              : folder + "/VIDEO_TS.IFO";
   if (result != 0)
     fail(vmg, "cannot be read (" + whyUnreadable(vmg, fromImage) + "), nor its backup copy");
   if (!reader->videoManager || reader->videoManager->titles.empty())
@@ -142,26 +150,33 @@ void Disc::select(std::int32_t titleSet, std::int32_t pgc, std::int32_t cell,
   if (result != 0)
     fail(folder, messages_.empty() ? "the selection failed" : messages_.back());
 
-  // Every VOB part must be whole sectors, and the parts must reach the end
-  // of the range: anything less is a truncated (or missing) file.
+  // Every VOB part must be whole sectors, none may be missing before the
+  // last one there, and the parts must reach the end of the selection:
+  // anything less is a missing, unreadable or truncated file, named.
   const ConcatenatedStream& vobs = *reader->vobStream;
-  std::string last;
-  for (const auto& entry : vobs.entries) {
+  const bool inImage = !image_.empty();
+  std::size_t present = 0;  // one past the last part that gives bytes
+  for (std::size_t i = 0; i < vobs.entries.size(); ++i) {
+    const auto& entry = vobs.entries[i];
     if (entry.length % dvdnav::sectorSize != 0)
       fail(entry.name, "size " + std::to_string(entry.length) +
                            " is not a whole number of 2048-byte sectors (truncated?)");
-    if (entry.length > 0) last = entry.name;
+    if (entry.length > 0) present = i + 1;
   }
+  for (std::size_t i = 0; i + 1 < present; ++i)
+    if (vobs.entries[i].length == 0)
+      fail(vobs.entries[i].name, whyUnreadable(vobs.entries[i].name, inImage) + ", while " +
+                                     baseName(vobs.entries[present - 1].name) +
+                                     " after it is there: title set " + std::to_string(titleSet) +
+                                     " cannot be joined");
   std::int64_t endSector = reader->playbackOrder ? reader->cellOrder.endSector() : reader->endBlock;
   std::int64_t needed = endSector * dvdnav::sectorSize;
   if (vobs.totalLength < needed) {
-    std::string subject =
-        last.empty() ? folder + "/" + (reader->upperCaseNames ? "VTS_" : "vts_") +
-                           (titleSet < 10 ? "0" : "") + std::to_string(titleSet) +
-                           (reader->upperCaseNames ? "_1.VOB" : "_1.vob")
-                     : last;
-    fail(subject, std::string(last.empty() ? "missing" : "truncated") + ": title set " +
-                      std::to_string(titleSet) + " has " +
+    // The last part there, cut short; or the first, when none is there.
+    const bool missing = present == 0;
+    const std::string& subject = vobs.entries[missing ? 0 : present - 1].name;
+    fail(subject, (missing ? whyUnreadable(subject, inImage) : std::string("truncated")) +
+                      ": title set " + std::to_string(titleSet) + " has " +
                       std::to_string(vobs.totalLength / dvdnav::sectorSize) +
                       " sectors of VOB data, the selection ends at sector " +
                       std::to_string(endSector));

@@ -46,6 +46,40 @@ const char* kHelp =
     "  fennoria info /media/dvd/VIDEO_TS\n"
     "  fennoria chapters /media/dvd/VIDEO_TS --title 1 --pgc 1 -o chapters.txt\n";
 
+// The length of the well-formed UTF-8 sequence at `at`, or 0.
+std::size_t utf8Length(const std::string& text, std::size_t at) {
+  const unsigned char lead = static_cast<unsigned char>(text[at]);
+  const std::size_t length = lead >= 0xC2 && lead <= 0xDF   ? 2
+                             : lead >= 0xE0 && lead <= 0xEF ? 3
+                             : lead >= 0xF0 && lead <= 0xF4 ? 4
+                                                            : 0;
+  if (length == 0 || at + length > text.size()) return 0;
+  for (std::size_t i = 1; i < length; ++i)
+    if ((static_cast<unsigned char>(text[at + i]) & 0xC0) != 0x80) return 0;
+  return length;
+}
+
+// A message as one line a terminal shows as it is: control bytes, and bytes
+// that are no UTF-8 (a name read from a binary file given as a list, say),
+// written as \xNN.
+std::string printable(const std::string& text) {
+  std::string out;
+  for (std::size_t at = 0; at < text.size();) {
+    const unsigned char c = static_cast<unsigned char>(text[at]);
+    const std::size_t length = c < 0x80 ? (c >= 0x20 && c != 0x7F ? 1 : 0) : utf8Length(text, at);
+    if (length > 0) {
+      out.append(text, at, length);
+      at += length;
+      continue;
+    }
+    char escaped[8];
+    std::snprintf(escaped, sizeof escaped, "\\x%02X", c);
+    out += escaped;
+    ++at;
+  }
+  return out;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -86,13 +120,14 @@ int main(int argc, char** argv) {
     return cli::kExitUsage;
   } catch (const cli::Failure& failure) {
     std::fflush(stdout);
+    const std::string text = printable(failure.what());
     if (failure.status == cli::kExitUsage)
-      std::fprintf(stderr, "%s\n", failure.what());
+      std::fprintf(stderr, "%s\n", text.c_str());
     else
-      std::fprintf(stderr, "fennoria: %s\n", failure.what());
+      std::fprintf(stderr, "fennoria: %s\n", text.c_str());
     return failure.status;
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "fennoria: %s\n", error.what());
+    std::fprintf(stderr, "fennoria: %s\n", printable(error.what()).c_str());
     return cli::kExitInput;
   }
 }
