@@ -6,6 +6,7 @@ set(FENNORIA_CLI_SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/output.cpp
   ${CMAKE_CURRENT_LIST_DIR}/inputs.cpp
   ${CMAKE_CURRENT_LIST_DIR}/partial_files.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/progress_text.cpp
   ${CMAKE_CURRENT_LIST_DIR}/disc.cpp
   ${CMAKE_CURRENT_LIST_DIR}/cat.cpp
   ${CMAKE_CURRENT_LIST_DIR}/dvd.cpp

@@ -324,14 +324,30 @@ void warnNoPacket(const std::string& name) {
                name.c_str());
 }
 
-void printDelays(const Extraction& extraction) {
+// The delays, on stdout, or on stderr when stdout carries the stream.
+void printDelays(const Extraction& extraction, std::FILE* to) {
   for (const Extraction::Delay& delay : extraction.delays()) {
     if (delay.milliseconds)
-      std::printf("%s: delay %lld ms\n", delay.name.c_str(),
-                  static_cast<long long>(*delay.milliseconds));
+      std::fprintf(to, "%s: delay %lld ms\n", delay.name.c_str(),
+                   static_cast<long long>(*delay.milliseconds));
     else
-      std::printf("%s: delay unknown (%s)\n", delay.name.c_str(), delay.unknownBecause.c_str());
+      std::fprintf(to, "%s: delay unknown (%s)\n", delay.name.c_str(),
+                   delay.unknownBecause.c_str());
   }
+}
+
+// "-" as an output is standard output, for a run of exactly one output
+// without timing files; binary data never go to a terminal.
+bool checkStandardOutput(const std::vector<Choice>& choices, const Args& args) {
+  std::size_t outputs = choices.size() + (args.has("--video") ? 1 : 0);
+  bool dash = args.value("--video") == "-";
+  for (const Choice& c : choices) dash = dash || c.file == "-";
+  if (!dash) return false;
+  if (outputs != 1) usage("demux", "only a run of one output can write it to standard output ('-')");
+  if (args.has("--timing")) usage("demux", "--timing needs a file name, not standard output ('-')");
+  if (stdoutIsTerminal())
+    usage("demux", "will not write binary data to a terminal; give a file name or a pipe");
+  return true;
 }
 
 }  // namespace
@@ -354,6 +370,7 @@ int runDemux(const std::vector<std::string>& argv) {
   if (args.positional.size() != 1)
     usage("demux", "give exactly one VIDEO_TS folder, disc image or VOB file");
   const std::vector<Choice> choices = parseChoices(args);
+  const bool toStdout = checkStandardOutput(choices, args);
   const std::string& input = args.positional[0];
   Input in = isDirectory(input) || isDiscImage(input) ? openDisc(args, input)
                                                       : openVobFile(args, input);
@@ -400,7 +417,7 @@ int runDemux(const std::vector<std::string>& argv) {
                                 " (nothing written)");
     outputs.commitAll();
     for (const auto& name : empty) warnNoPacket(name);
-    if (!args.quiet) printDelays(extraction);
+    if (!args.quiet) printDelays(extraction, toStdout ? stderr : stdout);
   }
   return 0;
 }

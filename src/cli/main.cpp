@@ -15,7 +15,7 @@ namespace {
 const char* kHelp =
     "fennoria - join media lists, extract and demultiplex DVD program chains\n"
     "\n"
-    "usage: fennoria COMMAND [OPTIONS]   (fennoria COMMAND --help for each)\n"
+    "usage: fennoria COMMAND [OPTIONS]   (fennoria help COMMAND for each)\n"
     "       fennoria --version            the version, as one line\n"
     "\n"
     "commands:\n"
@@ -90,6 +90,11 @@ int main(int argc, char** argv) {
   }
   std::string command = args.front();
   args.erase(args.begin());
+  // "help COMMAND" is "COMMAND --help".
+  if (command == "help" && args.size() == 1) {
+    command = args.front();
+    args = {"--help"};
+  }
   if (command == "--help" || command == "-h" || command == "help") return cli::printHelp(kHelp);
   if (command == "--version") {
     std::printf("fennoria %s\n", FENNORIA_VERSION);

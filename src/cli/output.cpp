@@ -1,5 +1,6 @@
 #include "cli/output.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -7,8 +8,8 @@
 #include "cli/args.h"
 #include "cli/inputs.h"
 #include "cli/partial_files.h"
+#include "cli/progress_text.h"
 #include "demux/timing_file.h"
-#include "ui/dialog_ids.h"
 
 #ifdef _WIN32
 #include <fcntl.h>
@@ -175,6 +176,16 @@ OutputSet::~OutputSet() {
 }
 
 std::string OutputSet::add(const std::string& finalName, bool timing) {
+  if (finalName == "-") {
+    // Standard output: written to a file of its own first, so that a run
+    // that fails sends nothing; copied out by commitAll.
+    std::error_code error;
+    const std::string temp =
+        (fs::temp_directory_path(error) / fs::u8path(temporaryNameFor("fennoria-stdout"))).u8string();
+    createEmptyPartial(temp, "standard output");
+    entries_.push_back({finalName, temp, false});
+    return temp;
+  }
   if (isDirectory(finalName)) fail(finalName, "is a folder, not an output file name");
   for (const auto& e : entries_)
     if (e.finalName == finalName) fail(finalName, "named as the output of two streams");
@@ -194,6 +205,20 @@ std::string OutputSet::add(const std::string& finalName, bool timing) {
   return temp;
 }
 
+void OutputSet::copyToStandardOutput(const std::string& file) {
+  std::FILE* in = std::fopen(file.c_str(), "rb");
+  if (!in) fail("standard output", "cannot read back what was written (" + errnoText() + ")");
+  setBinaryStdout();
+  std::vector<char> piece(1 << 20);
+  for (std::size_t n; (n = std::fread(piece.data(), 1, piece.size(), in)) > 0;)
+    if (std::fwrite(piece.data(), 1, n, stdout) != n) {
+      std::fclose(in);
+      fail("standard output", "write failed (" + errnoText() + ")");
+    }
+  std::fclose(in);
+  if (std::fflush(stdout) != 0) fail("standard output", "write failed (" + errnoText() + ")");
+}
+
 std::vector<std::string> OutputSet::emptyOutputs() const {
   std::vector<std::string> empty;
   for (const auto& e : entries_) {
@@ -206,6 +231,11 @@ std::vector<std::string> OutputSet::emptyOutputs() const {
 
 void OutputSet::commitAll() {
   for (const auto& e : entries_) {
+    if (e.finalName == "-") {
+      copyToStandardOutput(e.temp);
+      removeQuietly(e.temp);
+      continue;
+    }
     if (e.temp != e.finalName && !replaceFile(e.temp, e.finalName))
       fail(e.finalName, "cannot rename the finished output into place (" + errnoText() + ")");
     if (e.timing && e.temp != e.finalName &&
@@ -228,40 +258,28 @@ void OutputSet::removeAll() {
 }
 
 ProgressLine::ProgressLine(bool quiet, std::int64_t total)
-    : enabled_(!quiet && stderrIsTerminal()) {
-  model_.totalLength = total;
+    : enabled_(!quiet && stderrIsTerminal()), total_(total) {
   start_ = lastDraw_ = std::chrono::steady_clock::now();
 }
 
 ProgressLine::~ProgressLine() { finish(); }
 
-void ProgressLine::setText(int control, const char* text) { texts_[control] = text; }
-
 void ProgressLine::update(std::int64_t position, const std::string& currentFile) {
   if (!enabled_) return;
   auto now = std::chrono::steady_clock::now();
-  if (drawn_ && now - lastDraw_ < std::chrono::milliseconds(250)) return;
+  if (drawn_ && now - lastDraw_ < std::chrono::milliseconds(250) && position < total_) return;
   lastDraw_ = now;
-  if (!model_.currentFile || *model_.currentFile != currentFile)
-    model_.setCurrentFile(currentFile.c_str(), *this);
-  model_.position = position;
-  // The model counts one tick a second; between whole seconds only the
-  // position is refreshed.
-  auto seconds = std::chrono::duration_cast<std::chrono::seconds>(now - start_).count();
-  if (seconds > model_.secondsPassed) {
-    while (model_.secondsPassed + 1 < seconds) ++model_.secondsPassed;
-    model_.timerTick(*this);
-  } else {
-    model_.tick(*this);
+  const double elapsed = std::chrono::duration<double>(now - start_).count();
+  std::string line = progressText(currentFile, position, total_, elapsed);
+  // Within 79 columns: the file name gives way, from its start.
+  if (line.size() > 79) {
+    const std::size_t cut = std::min(currentFile.size(), line.size() - 79 + 3);
+    line = progressText("..." + currentFile.substr(cut), position, total_, elapsed);
   }
-  draw();
+  draw(line);
 }
 
-void ProgressLine::draw() {
-  std::string line = texts_[IDC_CURRENT_FILE] + "  " + texts_[IDC_LOCATION] + "  " +
-                     texts_[IDC_PERCENT] + "  passed " + texts_[IDC_TIME_PASSED] + "  left " +
-                     texts_[IDC_TIME_REMAINING];
-  if (line.size() > 79) line = "..." + line.substr(line.size() - 76);
+void ProgressLine::draw(const std::string& line) {
   std::string padded = line;
   if (padded.size() < width_) padded.append(width_ - padded.size(), ' ');
   width_ = line.size();

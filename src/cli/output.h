@@ -6,11 +6,9 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
-#include <map>
 #include <string>
 #include <vector>
 
-#include "ui/progress_model.h"
 
 namespace cli {
 
@@ -61,9 +59,10 @@ class OutputSet {
 
  private:
   struct Entry {
-    std::string finalName, temp;
+    std::string finalName, temp;  // finalName "-": standard output
     bool timing;
   };
+  static void copyToStandardOutput(const std::string& file);
   std::string command_;
   const InputFiles& inputs_;
   std::vector<Entry> entries_;
@@ -82,26 +81,21 @@ bool stderrIsTerminal();
 bool stdoutIsTerminal();
 void setBinaryStdout();
 
-// The one-line progress display on stderr, fed through the progress model.
-// Silent unless stderr is a terminal and --quiet was not given; redrawn at
-// most four times a second, and erased by finish().
-class ProgressLine : public ProgressView {
+// The one-line progress display on stderr (see progress_text.h). Silent
+// unless stderr is a terminal and --quiet was not given; redrawn at most
+// four times a second and at the end, and erased by finish().
+class ProgressLine {
  public:
   ProgressLine(bool quiet, std::int64_t total);
-  ~ProgressLine() override;
+  ~ProgressLine();
   void update(std::int64_t position, const std::string& currentFile);
   void finish();
 
-  void setText(int control, const char* text) override;
-  void setBarPosition(std::int32_t) override {}
-  void stopTimer() override {}
-
  private:
-  void draw();
+  void draw(const std::string& line);
 
   bool enabled_;
-  ProgressModel model_;
-  std::map<int, std::string> texts_;
+  std::int64_t total_;
   std::chrono::steady_clock::time_point start_;
   std::chrono::steady_clock::time_point lastDraw_;
   bool drawn_ = false;
