@@ -54,6 +54,9 @@ else()
   install(FILES ${PROJECT_SOURCE_DIR}/README.md ${_docs}
                 ${_packaging}/debian/copyright ${_generated}/changelog.gz
           DESTINATION ${_doc})
+  # The pictures the docs show.
+  file(GLOB _images CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/images/*.png)
+  install(FILES ${_images} DESTINATION ${_doc}/images)
 
   set(CPACK_GENERATOR DEB)
   set(CPACK_PACKAGING_INSTALL_PREFIX /usr)

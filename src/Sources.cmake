@@ -66,7 +66,8 @@ set(FENNORIA_DVDNAV_SOURCES
   ${_src}/dvdnav/ifo_dump.cpp
   ${_src}/dvdnav/chapter_list.cpp
   ${_src}/dvdnav/cell_layout.cpp
-  ${_src}/dvdnav/dvd_title_reader.cpp)
+  ${_src}/dvdnav/dvd_title_reader.cpp
+  ${_src}/dvdnav/open_navigation.cpp)
 
 set(FENNORIA_CORE_SOURCES
   ${FENNORIA_PLATFORM_SOURCES}
@@ -112,19 +113,23 @@ list(APPEND FENNORIA_CORE_SOURCES
   ${FENNORIA_FILTER_SOURCES})
 list(APPEND FENNORIA_CORE_WIN32_LIBS advapi32)
 
-# The progress window and About page: a portable model everywhere, the
+# The progress window, the About page and the Settings page: portable
+# models everywhere (the progress, the disc a page shows, its choices), the
 # dialogs on Windows. The dialog resources go into each program or DLL that
 # shows them, as a source of its own: a resource object inside a static
 # library would never be linked, since no symbol refers to it.
 set(FENNORIA_UI_SOURCES
   ${_src}/ui/progress_model.cpp
-  ${_src}/ui/progress_display.cpp)
+  ${_src}/ui/progress_display.cpp
+  ${_src}/ui/disc_summary.cpp
+  ${_src}/ui/settings_choice.cpp)
 if(WIN32)
   enable_language(RC)
   list(APPEND FENNORIA_UI_SOURCES
     ${_src}/ui/progress_window.cpp
     ${_src}/ui/window_thread.cpp
-    ${_src}/ui/about_page.cpp)
+    ${_src}/ui/about_page.cpp
+    ${_src}/ui/settings_page.cpp)
   set(FENNORIA_UI_RESOURCES ${_src}/ui/dialogs.rc)
   list(APPEND FENNORIA_CORE_WIN32_LIBS comctl32 shell32 gdi32)
 endif()
@@ -141,6 +146,7 @@ if(WIN32)
     ${_src}/dshow/base_pin.cpp
     ${_src}/dshow/enumerators.cpp
     ${_src}/dshow/registration.cpp
+    ${_src}/dshow/extension_registration.cpp
     ${_src}/dshow/property_page.cpp
     ${_src}/filter/output_pin.cpp
     ${_src}/filter/output_pin_control.cpp
@@ -148,7 +154,9 @@ if(WIN32)
     ${_src}/filter/output_pin_standard_reads.cpp
     ${_src}/filter/standard_reader.cpp
     ${_src}/filter/source_filter.cpp
-    ${_src}/filter/about_property_page.cpp)
+    ${_src}/filter/about_property_page.cpp
+    ${_src}/filter/settings_property_page.cpp
+    ${_src}/filter/source_filter_page_access.cpp)
   set(FENNORIA_COM_MODULE_SOURCES
     ${_src}/filter/module.cpp
     ${_src}/filter/fennoria.def)

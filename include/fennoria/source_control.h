@@ -33,6 +33,12 @@ static const CLSID CLSID_FennoriaSource = {
 static const CLSID CLSID_FennoriaAboutPage = {
     0xa9c4e217, 0x6b3d, 0x4f02, {0x8e, 0x5a, 0x17, 0xf3, 0xb0, 0xc6, 0xd9, 0x48}};
 
+// {B5D1DD5C-85CB-459A-8015-3B6DD038FE39}: its Settings property page, which
+// the filter names in ISpecifyPropertyPages::GetPages when the DWORD setting
+// "SettingsPage" is 1.
+static const CLSID CLSID_FennoriaSettingsPage = {
+    0xb5d1dd5c, 0x85cb, 0x459a, {0x80, 0x15, 0x3b, 0x6d, 0xd0, 0x38, 0xfe, 0x39}};
+
 #ifdef __cplusplus
 struct ISourceControl : public IUnknown {
   // Back to the defaults: list mode, title 1, program chain 0, audio stream

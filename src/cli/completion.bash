@@ -65,7 +65,7 @@ _fennoria() {
             if ((n == 0)); then
                 COMPREPLY=($(compgen -W 'get set unset list' -- "$cur"))
             elif ((n == 1)) && [[ ${words[0]} =~ ^(get|set|unset)$ ]]; then
-                local names='DvdReadMode DvdTitle DvdPgc DvdAudio ShowProgress StandardReads' m v
+                local names='DvdReadMode DvdTitle DvdPgc DvdAudio DvdPlaybackOrder ShowProgress StandardReads SettingsPage' m v
                 for m in GLOBAL fennoria.dll; do
                     for v in TIMING TRACE MEMORY LOCKING ERROR CUSTOM1 CUSTOM2 CUSTOM3 \
                              CUSTOM4 CUSTOM5 TIMEOUT LogToFile; do

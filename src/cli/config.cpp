@@ -35,6 +35,7 @@ const char* kHelp =
     "  DvdPlaybackOrder 1 delivers a chain's cells in order, each its own sectors\n"
     "  ShowProgress  0 keeps the progress window hidden while the graph runs\n"
     "  StandardReads 1 serves parsers that read at any position (see the README)\n"
+    "  SettingsPage  1 adds the Settings page beside About in graph editors\n"
     "The debug log's values (machine-wide), named log.MODULE.VALUE, with MODULE\n"
     "GLOBAL or a module's file name (fennoria.dll) and VALUE one of TIMING, TRACE,\n"
     "MEMORY, LOCKING, ERROR, CUSTOM1 to CUSTOM5, TIMEOUT (numbers) or LogToFile\n"
@@ -54,9 +55,9 @@ const char* kHelp =
 const char* kLogRoot = "SOFTWARE\\DebugOrmelund";
 const char* kCategories[] = {"TIMING",  "TRACE",   "MEMORY",  "LOCKING", "ERROR",   "CUSTOM1",
                              "CUSTOM2", "CUSTOM3", "CUSTOM4", "CUSTOM5", "TIMEOUT"};
-const char* kFilterValues[] = {"DvdReadMode",  "DvdTitle",      "DvdPgc",
-                               "DvdAudio",     "DvdPlaybackOrder", "ShowProgress",
-                               "StandardReads"};
+const char* kFilterValues[] = {"DvdReadMode",      "DvdTitle",     "DvdPgc",
+                               "DvdAudio",         "DvdPlaybackOrder", "ShowProgress",
+                               "StandardReads",    "SettingsPage"};
 
 bool sameText(const std::string& a, const std::string& b) {
   if (a.size() != b.size()) return false;
@@ -91,7 +92,7 @@ Setting resolve(const std::string& name) {
   }
   usage("config", "unknown setting '" + name +
                       "' (DvdReadMode, DvdTitle, DvdPgc, DvdAudio, DvdPlaybackOrder, ShowProgress, "
-                      "StandardReads or log.MODULE.VALUE)");
+                      "StandardReads, SettingsPage or log.MODULE.VALUE)");
 }
 
 std::string hiveName(platform::Hive hive) {

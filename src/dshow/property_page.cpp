@@ -85,8 +85,17 @@ HRESULT STDMETHODCALLTYPE BasePropertyPage::GetPageInfo(PROPPAGEINFO* info) {
 
 HRESULT STDMETHODCALLTYPE BasePropertyPage::SetObjects(ULONG count, IUnknown** objects) {
   if (count && !objects) return E_POINTER;
-  objectCount_ = count;
-  return S_OK;
+  OnDisconnect();
+  return count == 0 ? S_OK : OnConnect(objects[0]);
+}
+
+HRESULT BasePropertyPage::OnConnect(IUnknown*) { return S_OK; }
+void BasePropertyPage::OnDisconnect() {}
+HRESULT BasePropertyPage::OnApplyChanges() { return S_OK; }
+
+void BasePropertyPage::setDirty(bool dirty) {
+  dirty_ = dirty;
+  if (dirty && site_) site_->OnStatusChange(PROPPAGESTATUS_DIRTY);
 }
 
 HRESULT STDMETHODCALLTYPE BasePropertyPage::Show(UINT command) {
@@ -103,8 +112,14 @@ HRESULT STDMETHODCALLTYPE BasePropertyPage::Move(LPCRECT rect) {
   return S_OK;
 }
 
-HRESULT STDMETHODCALLTYPE BasePropertyPage::IsPageDirty() { return S_FALSE; }
-HRESULT STDMETHODCALLTYPE BasePropertyPage::Apply() { return S_OK; }
+HRESULT STDMETHODCALLTYPE BasePropertyPage::IsPageDirty() { return dirty_ ? S_OK : S_FALSE; }
+
+HRESULT STDMETHODCALLTYPE BasePropertyPage::Apply() {
+  if (!dirty_) return S_OK;
+  HRESULT hr = OnApplyChanges();
+  if (SUCCEEDED(hr)) dirty_ = false;
+  return hr;
+}
 HRESULT STDMETHODCALLTYPE BasePropertyPage::Help(LPCOLESTR) { return E_NOTIMPL; }
 HRESULT STDMETHODCALLTYPE BasePropertyPage::TranslateAccelerator(MSG*) { return S_FALSE; }
 

@@ -2,7 +2,10 @@
 //
 // Activate creates the dialog as a child of the frame's window and hands its
 // messages to OnReceiveMessage; the title comes from a string resource and
-// the size from the template.
+// the size from the template. A page that edits its objects takes the first
+// of them in OnConnect (and lets go of it in OnDisconnect, and in its own
+// destructor), calls setDirty when the user changes something, which tells
+// the frame, and does the change in OnApplyChanges.
 #pragma once
 
 #include <windows.h>
@@ -37,6 +40,17 @@ class BasePropertyPage : public ComObject, public IPropertyPage {
 
   HWND window() const { return window_; }
 
+ protected:
+  // SetObjects with objects: the first one (which may be null), after
+  // OnDisconnect; a failure is SetObjects' answer. The defaults take nothing.
+  virtual HRESULT OnConnect(IUnknown* object);
+  // SetObjects with none, or before another OnConnect.
+  virtual void OnDisconnect();
+  // Apply of a changed page; the page stays changed when this fails.
+  virtual HRESULT OnApplyChanges();
+  // Marks the page changed (or not); the frame hears of a change.
+  void setDirty(bool dirty);
+
  private:
   static INT_PTR CALLBACK dialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 
@@ -44,7 +58,7 @@ class BasePropertyPage : public ComObject, public IPropertyPage {
   int titleId_;
   IPropertyPageSite* site_ = nullptr;
   HWND window_ = nullptr;
-  ULONG objectCount_ = 0;
+  bool dirty_ = false;
 };
 
 }  // namespace dshow

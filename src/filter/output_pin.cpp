@@ -8,9 +8,9 @@
 
 #include "demux/vob_demuxer.h"
 #include "diag/debug_log.h"
-#include "disc/open_disc_image.h"
 #include "dshow/media_type.h"
 #include "dvdnav/dvd_title_reader.h"
+#include "dvdnav/open_navigation.h"
 #include "filter/settings_store.h"
 #include "filter/source_guids.h"
 #include "input/multiple_file_inputer.h"
@@ -104,21 +104,16 @@ HRESULT OutputPin::Inactive() {
 // other file names the folder its VOB files and IFOs are in. A damaged or
 // scrambled image is logged with the reader's words and fails the load.
 void OutputPin::openNavigation(const std::string& current, const std::string& folder) {
-  DvdTitleReader& reader = *titleSource_.reader();
-  OpenedDiscImage image = openDiscImage(current, current + "/VIDEO_TS");
-  if (image.files) {
-    if (reader.openIfo(image.files, current + "/VIDEO_TS") != 0) throw IfoLoadError(current);
-    return;
-  }
-  if (image.problem != disc::Problem::NotAnImage && image.problem != disc::Problem::Unreadable) {
-    FENNORIA_LOG(LOG_ERROR, 0, "%s: %s", current.c_str(), image.message.c_str());
-    throw IfoLoadError(current);
-  }
-  if (reader.openIfo(folder) != 0) throw IfoLoadError(folder);
+  NavigationLoad load = loadNavigation(*titleSource_.reader(), current, folder);
+  if (load.loaded) return;
+  if (!load.problem.empty())
+    FENNORIA_LOG(LOG_ERROR, 0, "%s: %s", current.c_str(), load.problem.c_str());
+  throw IfoLoadError(load.location);
 }
 
 HRESULT OutputPin::ConfigureSource() {
-  standardReads_ = ReadSettingInt(kSettingsKeyPath, "StandardReads", 0) == 1;
+  standardReads_ =
+      ReadSettingInt(kSettingsKeyPath, "StandardReads", readDefaults_.standardReads) == 1;
   demuxedUpTo_ = 0;
   settings_.readMode = ReadSettingInt(kSettingsKeyPath, "DvdReadMode", settings_.readMode);
 
@@ -136,8 +131,7 @@ HRESULT OutputPin::ConfigureSource() {
   if (!list || !list->names || index < 0 || index >= list->count || !list->names[index])
     return E_FAIL;
   std::string current = list->names[index];
-  std::size_t separator = current.find_last_of("/\\");
-  std::string folder = separator == std::string::npos ? std::string() : current.substr(0, separator);
+  std::string folder = folderOf(current);
 
   if (DvdTitleReader* reader = titleSource_.reader()) {
     settings_.title = ReadSettingInt(kSettingsKeyPath, "DvdTitle", settings_.title);
@@ -145,7 +139,8 @@ HRESULT OutputPin::ConfigureSource() {
     settings_.audioNumber = ReadSettingInt(kSettingsKeyPath, "DvdAudio", settings_.audioNumber);
     // Opt-in: the chain's cells as a player plays them rather than the
     // sectors from its first cell to its last.
-    const bool playbackOrder = ReadSettingInt(kSettingsKeyPath, "DvdPlaybackOrder", 0) == 1;
+    const bool playbackOrder =
+        ReadSettingInt(kSettingsKeyPath, "DvdPlaybackOrder", readDefaults_.playbackOrder) == 1;
     FENNORIA_LOG(LOG_TRACE, 0, "DvdImg mode, title=%d, pgc=%d, audio=%d", settings_.title,
                  settings_.pgc, settings_.audioNumber);
     openNavigation(current, folder);

@@ -121,6 +121,22 @@ class OutputPin : public dshow::BasePin, public ISourceControl {
   // Puts back the settings block of a persisted filter.
   void restoreSettings(const SourceSettings& block) { settings_ = block; }
 
+  // What the Settings page reads and sets beside the control interface.
+  const SourceSettings& heldSettings() const { return settings_; }
+  std::size_t audioTrackCount() const { return audioTracks_.size(); }
+  // The one audio track's key and stream type; false unless there is one.
+  bool singleAudioTrack(std::int32_t* key, std::int32_t* streamType) const;
+  void clearAudioTracks() { audioTracks_.clear(); }
+  // The values "DvdPlaybackOrder" and "StandardReads" take at configuration
+  // when they are not stored: 0 (off) unless the Settings page applied
+  // others.
+  struct ReadDefaults {
+    std::int32_t playbackOrder = 0;
+    std::int32_t standardReads = 0;
+  };
+  void setReadDefaults(const ReadDefaults& defaults) { readDefaults_ = defaults; }
+  const ReadDefaults& readDefaults() const { return readDefaults_; }
+
   // The length of the stream the progress window measures: the title range
   // in DVD mode, the joined files otherwise.
   std::int64_t progressTotal() const;
@@ -212,4 +228,5 @@ class OutputPin : public dshow::BasePin, public ISourceControl {
   mpdx::LogCallback navigationLog_;
   // The total last given to the progress window.
   std::int64_t fedTotal_ = -1;
+  ReadDefaults readDefaults_;
 };

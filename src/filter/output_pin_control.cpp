@@ -79,3 +79,10 @@ double STDMETHODCALLTYPE OutputPin::GetSomeParam() {
   LeaveCriticalSection(&ownLock_);
   return 2.0;
 }
+
+bool OutputPin::singleAudioTrack(std::int32_t* key, std::int32_t* streamType) const {
+  if (audioTracks_.size() != 1) return false;
+  *key = audioTracks_.begin()->first;
+  *streamType = audioTracks_.begin()->second->streamNumber;
+  return true;
+}

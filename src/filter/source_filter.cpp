@@ -71,6 +71,8 @@ HRESULT STDMETHODCALLTYPE SourceFilter::NonDelegatingQueryInterface(REFIID iid, 
     return dshow::getInterface(static_cast<IPersistStream*>(this), object);
   if (IsEqualIID(iid, IID_ISourceControl))
     return dshow::getInterface(static_cast<ISourceControl*>(&pin), object);
+  if (IsEqualIID(iid, IID_ISettingsPageAccess))
+    return dshow::getInterface(static_cast<ISettingsPageAccess*>(this), object);
   return BaseFilter::NonDelegatingQueryInterface(iid, object);
 }
 
@@ -130,13 +132,16 @@ HRESULT STDMETHODCALLTYPE SourceFilter::GetCurFile(LPOLESTR* name, AM_MEDIA_TYPE
 
 HRESULT STDMETHODCALLTYPE SourceFilter::GetPages(CAUUID* pages) {
   if (!pages) return E_POINTER;
-  pages->cElems = 1;
-  pages->pElems = static_cast<GUID*>(CoTaskMemAlloc(sizeof(GUID)));
+  // Opt-in: without the setting the filter names its About page alone.
+  const bool settings = ReadSettingInt(kSettingsKeyPath, "SettingsPage", 0) == 1;
+  pages->cElems = settings ? 2 : 1;
+  pages->pElems = static_cast<GUID*>(CoTaskMemAlloc(pages->cElems * sizeof(GUID)));
   if (!pages->pElems) {
     pages->cElems = 0;
     return E_FAIL;
   }
   pages->pElems[0] = CLSID_FennoriaAboutPage;
+  if (settings) pages->pElems[1] = CLSID_FennoriaSettingsPage;
   return S_OK;
 }
 

@@ -20,6 +20,7 @@
 #include "dshow/persist_stream.h"
 #include "dshow/registration.h"
 #include "filter/output_pin.h"
+#include "filter/settings_page_access.h"
 #include "input/file_list.h"
 #include "input/multiple_file_inputer.h"
 #include "ui/progress_display.h"
@@ -27,7 +28,8 @@
 class SourceFilter : public dshow::BaseFilter,
                      public IFileSourceFilter,
                      public ISpecifyPropertyPages,
-                     public dshow::BasePersistStream {
+                     public dshow::BasePersistStream,
+                     public ISettingsPageAccess {
  public:
   // The class factory's creation routine.
   static IUnknown* CreateInstance(IUnknown* outer, HRESULT* result);
@@ -51,8 +53,15 @@ class SourceFilter : public dshow::BaseFilter,
   // IFileSourceFilter
   HRESULT STDMETHODCALLTYPE Load(LPCOLESTR name, const AM_MEDIA_TYPE* type) override;
   HRESULT STDMETHODCALLTYPE GetCurFile(LPOLESTR* name, AM_MEDIA_TYPE* type) override;
-  // ISpecifyPropertyPages
+  // ISpecifyPropertyPages: the About page, and the Settings page beside it
+  // when the DWORD setting "SettingsPage" is 1.
   HRESULT STDMETHODCALLTYPE GetPages(CAUUID* pages) override;
+  // ISettingsPageAccess (source_filter_page_access.cpp)
+  HRESULT STDMETHODCALLTYPE GetDiscFile(std::string* file) override;
+  HRESULT STDMETHODCALLTYPE GetHeldChoice(SettingsChoice* held) override;
+  HRESULT STDMETHODCALLTYPE ClearAudioTracks() override;
+  HRESULT STDMETHODCALLTYPE SetReadDefaults(std::int32_t playbackOrder,
+                                            std::int32_t standardReads) override;
   // IPersistStream: Load and Save go to these.
   HRESULT STDMETHODCALLTYPE Load(IStream* stream) override { return BasePersistStream::Load(stream); }
   HRESULT ReadFromStream(IStream* stream) override;

@@ -79,3 +79,16 @@ TEST_F(ToolConfig, FilterSwitchesAreSettingsToo) {
   EXPECT_NE(hive.find("\"StandardReads\"=dword:00000001"), std::string::npos) << hive;
   EXPECT_EQ(config({"get", "ShowProgress"}).out, "0\n");
 }
+
+// The switch that adds the Settings page beside About.
+TEST_F(ToolConfig, SettingsPageIsAFilterSetting) {
+  ASSERT_EQ(config({"set", "SettingsPage", "1"}).status, 0);
+  std::string hive = readWholeFile(dir.path("user.reg"));
+  EXPECT_NE(hive.find("\"SettingsPage\"=dword:00000001"), std::string::npos) << hive;
+  EXPECT_EQ(config({"get", "settingspage"}).out, "1\n");
+  EXPECT_EQ(config({"list"}).out, "SettingsPage=1\n");
+  ASSERT_EQ(config({"unset", "SettingsPage"}).status, 0);
+  EXPECT_EQ(config({"get", "SettingsPage"}).status, 1);
+  Result help = config({"--help"});
+  EXPECT_NE(help.out.find("SettingsPage"), std::string::npos) << help.out;
+}

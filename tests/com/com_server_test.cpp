@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <map>
 #include <string>
 
 #include "com/com_support.h"
@@ -20,6 +21,11 @@ namespace {
 
 const wchar_t kFilterKey[] = L"CLSID\\{3F6A91D2-5C07-4B8E-9A14-C2D85E7B0F31}";
 const wchar_t kPageKey[] = L"CLSID\\{A9C4E217-6B3D-4F02-8E5A-17F3B0C6D948}";
+const wchar_t kSettingsPageKey[] = L"CLSID\\{B5D1DD5C-85CB-459A-8015-3B6DD038FE39}";
+const wchar_t kExtensions[] = L"Media Type\\Extensions";
+const wchar_t kListMapping[] = L"Media Type\\Extensions\\.lst";
+// Another source filter, as other products' mappings name theirs.
+const wchar_t kOtherFilter[] = L"{E436EBB5-524F-11CE-9F53-0020AF0BA770}";
 
 // MEDIASUBTYPE_MPEG2_PROGRAM {E06D8022-DB46-11CF-B4D1-00805F6CBBEA}
 const GUID kMpeg2Program = {0xe06d8022, 0xdb46, 0x11cf,
@@ -31,6 +37,42 @@ std::wstring readString(HKEY root, const std::wstring& key, const wchar_t* name)
   if (RegGetValueW(root, key.c_str(), name, RRF_RT_REG_SZ, nullptr, text, &size) != ERROR_SUCCESS)
     return L"<missing>";
   return text;
+}
+
+// Every value of a key as text, by name: strings as they are, other types
+// by their type number.
+std::map<std::wstring, std::wstring> valuesOf(HKEY root, const std::wstring& key) {
+  std::map<std::wstring, std::wstring> values;
+  HKEY opened = nullptr;
+  if (RegOpenKeyExW(root, key.c_str(), 0, KEY_READ, &opened) != ERROR_SUCCESS) return values;
+  for (DWORD i = 0;; ++i) {
+    WCHAR name[256] = {};
+    DWORD nameLength = 256;
+    WCHAR data[256] = {};
+    DWORD size = sizeof data - sizeof(WCHAR);
+    DWORD type = 0;
+    if (RegEnumValueW(opened, i, name, &nameLength, nullptr, &type, reinterpret_cast<BYTE*>(data),
+                      &size) != ERROR_SUCCESS)
+      break;
+    values[name] = type == REG_SZ ? std::wstring(data) : L"<type " + std::to_wstring(type) + L">";
+  }
+  RegCloseKey(opened);
+  return values;
+}
+
+void writeMapping(const std::wstring& key, const wchar_t* sourceFilter) {
+  HKEY made = nullptr;
+  ASSERT_EQ(RegCreateKeyExW(HKEY_CLASSES_ROOT, key.c_str(), 0, nullptr, 0, KEY_WRITE, nullptr,
+                            &made, nullptr),
+            ERROR_SUCCESS);
+  const std::pair<const wchar_t*, const wchar_t*> values[] = {
+      {L"Source Filter", sourceFilter},
+      {L"Media Type", L"{E436EB83-524F-11CE-9F53-0020AF0BA770}"},
+      {L"Subtype", L"{E436EB87-524F-11CE-9F53-0020AF0BA770}"}};
+  for (const auto& v : values)
+    RegSetValueExW(made, v.first, 0, REG_SZ, reinterpret_cast<const BYTE*>(v.second),
+                   static_cast<DWORD>((std::wcslen(v.second) + 1) * sizeof(wchar_t)));
+  RegCloseKey(made);
 }
 
 bool keyExists(HKEY root, const std::wstring& key) {
@@ -205,6 +247,87 @@ TEST(Registration, Regsvr32WritesTheClassKeysAndTheMapperEntryAndRemovesThem) {
   EXPECT_FALSE(mapperFindsTheFilter());
   // The other tests of this run use the run's registration.
   EXPECT_EQ(dllRegisterServer(), S_OK);
+  CoUninitialize();
+}
+
+// The Settings page's class is registered beside the two others, and goes
+// with them.
+TEST(Registration, Regsvr32WritesTheSettingsPageClassAndRemovesIt) {
+  CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+  ASSERT_EQ(runRegsvr32(L""), 0u);
+  EXPECT_EQ(readString(HKEY_CLASSES_ROOT, kSettingsPageKey, nullptr),
+            L"Ormelund Fennoria : Settings Page");
+  EXPECT_EQ(_wcsicmp(readString(HKEY_CLASSES_ROOT,
+                                std::wstring(kSettingsPageKey) + L"\\InprocServer32", nullptr)
+                         .c_str(),
+                     dllPath().c_str()),
+            0);
+  EXPECT_EQ(readString(HKEY_CLASSES_ROOT, std::wstring(kSettingsPageKey) + L"\\InprocServer32",
+                       L"ThreadingModel"),
+            L"Both");
+  ASSERT_EQ(runRegsvr32(L"/u"), 0u);
+  EXPECT_FALSE(keyExists(HKEY_CLASSES_ROOT, kSettingsPageKey));
+  EXPECT_EQ(dllRegisterServer(), S_OK);
+  CoUninitialize();
+}
+
+// regsvr32 maps list files to the filter for the graph builder; /u removes
+// exactly that mapping, and another filter's mapping of another extension
+// (the platform's own .mp3, and one of the test's) stays as it was.
+TEST(Registration, Regsvr32MapsListFilesToTheFilterAndUnregisteringRemovesOnlyThat) {
+  CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+  const std::wstring other = std::wstring(kExtensions) + L"\\.fennoria-test";
+  writeMapping(other, kOtherFilter);
+  const auto otherBefore = valuesOf(HKEY_CLASSES_ROOT, other);
+  const auto mp3Before = valuesOf(HKEY_CLASSES_ROOT, std::wstring(kExtensions) + L"\\.mp3");
+  ASSERT_EQ(otherBefore.size(), 3u);
+
+  ASSERT_EQ(runRegsvr32(L""), 0u);
+  const auto mapping = valuesOf(HKEY_CLASSES_ROOT, kListMapping);
+  EXPECT_EQ(mapping.size(), 3u);
+  ASSERT_EQ(mapping.count(L"Source Filter"), 1u);
+  EXPECT_EQ(_wcsicmp(mapping.at(L"Source Filter").c_str(),
+                     L"{3F6A91D2-5C07-4B8E-9A14-C2D85E7B0F31}"),
+            0);
+  ASSERT_EQ(mapping.count(L"Media Type"), 1u);
+  EXPECT_EQ(_wcsicmp(mapping.at(L"Media Type").c_str(), L"{E436EB83-524F-11CE-9F53-0020AF0BA770}"),
+            0);
+  ASSERT_EQ(mapping.count(L"Subtype"), 1u);
+  EXPECT_EQ(_wcsicmp(mapping.at(L"Subtype").c_str(), L"{E06D8022-DB46-11CF-B4D1-00805F6CBBEA}"), 0);
+  // Registering again leaves one mapping.
+  ASSERT_EQ(runRegsvr32(L""), 0u);
+  EXPECT_EQ(valuesOf(HKEY_CLASSES_ROOT, kListMapping), mapping);
+
+  ASSERT_EQ(runRegsvr32(L"/u"), 0u);
+  EXPECT_FALSE(keyExists(HKEY_CLASSES_ROOT, kListMapping));
+  EXPECT_TRUE(keyExists(HKEY_CLASSES_ROOT, kExtensions));
+  EXPECT_EQ(valuesOf(HKEY_CLASSES_ROOT, other), otherBefore);
+  EXPECT_EQ(valuesOf(HKEY_CLASSES_ROOT, std::wstring(kExtensions) + L"\\.mp3"), mp3Before);
+  // Unregistering what is gone is no failure.
+  EXPECT_EQ(runRegsvr32(L"/u"), 0u);
+
+  RegDeleteTreeW(HKEY_CLASSES_ROOT, other.c_str());
+  EXPECT_EQ(dllRegisterServer(), S_OK);
+  CoUninitialize();
+}
+
+// A mapping of list files to another filter is someone's choice: neither
+// registering nor unregistering touches it.
+TEST(Registration, AnotherFiltersListMappingIsLeftAsItIs) {
+  CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+  ASSERT_EQ(runRegsvr32(L"/u"), 0u);
+  writeMapping(kListMapping, kOtherFilter);
+  const auto before = valuesOf(HKEY_CLASSES_ROOT, kListMapping);
+  ASSERT_EQ(before.size(), 3u);
+  ASSERT_EQ(runRegsvr32(L""), 0u);
+  EXPECT_EQ(valuesOf(HKEY_CLASSES_ROOT, kListMapping), before);
+  ASSERT_EQ(runRegsvr32(L"/u"), 0u);
+  EXPECT_EQ(valuesOf(HKEY_CLASSES_ROOT, kListMapping), before);
+  RegDeleteTreeW(HKEY_CLASSES_ROOT, kListMapping);
+  EXPECT_EQ(dllRegisterServer(), S_OK);
+  EXPECT_EQ(_wcsicmp(valuesOf(HKEY_CLASSES_ROOT, kListMapping)[L"Source Filter"].c_str(),
+                     L"{3F6A91D2-5C07-4B8E-9A14-C2D85E7B0F31}"),
+            0);
   CoUninitialize();
 }
 

@@ -109,6 +109,28 @@ TEST_F(SourceFilterTest, GetPagesNamesTheAboutPage) {
   CoTaskMemFree(pages.pElems);
 }
 
+// The Settings page is opt-in: only the DWORD setting "SettingsPage" of 1
+// adds it, after the About page.
+TEST_F(SourceFilterTest, GetPagesAddsTheSettingsPageOnlyWhenSettingsPageIsOne) {
+  for (DWORD value : {0u, 2u, 0xFFFFFFFFu}) {
+    SCOPED_TRACE(value);
+    storeSetting("SettingsPage", value);
+    CAUUID pages{};
+    ASSERT_EQ(filter->GetPages(&pages), S_OK);
+    ASSERT_EQ(pages.cElems, 1u);
+    EXPECT_TRUE(IsEqualGUID(pages.pElems[0], CLSID_FennoriaAboutPage));
+    CoTaskMemFree(pages.pElems);
+  }
+  storeSetting("SettingsPage", 1);
+  CAUUID pages{};
+  ASSERT_EQ(filter->GetPages(&pages), S_OK);
+  ASSERT_EQ(pages.cElems, 2u);
+  EXPECT_TRUE(IsEqualGUID(pages.pElems[0], CLSID_FennoriaAboutPage));
+  EXPECT_TRUE(IsEqualGUID(pages.pElems[1], CLSID_FennoriaSettingsPage));
+  CoTaskMemFree(pages.pElems);
+  EXPECT_EQ(filter->GetPages(nullptr), E_POINTER);
+}
+
 TEST_F(SourceFilterTest, NewPinStartsWithTheDefaultSettings) {
   const SourceSettings& s = OutputPinProbe::settings(filter->pin);
   EXPECT_EQ(s.readMode, 0);
