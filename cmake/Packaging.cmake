@@ -39,6 +39,13 @@ else()
   set(_generated ${PROJECT_BINARY_DIR}/packaging)
 
   install(TARGETS fennoria RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  # Installed as Debian installs programs: stripped of symbols and of the
+  # compiler's notes (the build tree keeps them for debugging).
+  if(CMAKE_STRIP)
+    install(CODE "execute_process(COMMAND \"${CMAKE_STRIP}\" --remove-section=.comment
+                    --remove-section=.note --strip-unneeded
+                    \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/fennoria\")")
+  endif()
 
   fennoria_gzip(${PROJECT_SOURCE_DIR}/docs/fennoria.1 ${_generated}/fennoria.1.gz)
   configure_file(${_packaging}/debian/changelog.in ${_generated}/changelog @ONLY)
@@ -50,13 +57,14 @@ else()
   install(FILES ${PROJECT_SOURCE_DIR}/src/cli/completion.bash
           DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
           RENAME fennoria)
-  file(GLOB _docs CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md ${PROJECT_SOURCE_DIR}/docs/*.json)
-  install(FILES ${PROJECT_SOURCE_DIR}/README.md ${_docs}
+  # The pages a user of the tool reads (the tool's JSON document and its
+  # schema among them); the filter's (Windows) and the developers' pages
+  # stay in the source tree.
+  install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/docs/configuration.md
+                ${PROJECT_SOURCE_DIR}/docs/robustness.md ${PROJECT_SOURCE_DIR}/docs/disc-json.md
+                ${PROJECT_SOURCE_DIR}/docs/disc.schema.json
                 ${_packaging}/debian/copyright ${_generated}/changelog.gz
           DESTINATION ${_doc})
-  # The pictures the docs show.
-  file(GLOB _images CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/images/*.png)
-  install(FILES ${_images} DESTINATION ${_doc}/images)
 
   set(CPACK_GENERATOR DEB)
   set(CPACK_PACKAGING_INSTALL_PREFIX /usr)

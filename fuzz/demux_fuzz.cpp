@@ -4,7 +4,8 @@
 // of output is registered, half of the inputs with timing files, on real
 // files in a folder of the process made once. The whole packs of each chunk
 // also go through the first-time-stamp scan the tool's delays come from and
-// the tool's own DTS, WAV and VobSub outputs.
+// the tool's own DTS, WAV and VobSub outputs; the whole input is also cut to
+// whole audio frames of each kind.
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -15,6 +16,7 @@
 
 #include "demux/timing_file.h"
 #include "demux/vob_demuxer.h"
+#include "extract/audio_frames.h"
 #include "extract/dts_output.h"
 #include "extract/first_timestamps.h"
 #include "extract/lpcm_wav_output.h"
@@ -133,5 +135,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         std::abort();
   }
   timing::releaseAllTimingFiles();
+  // The same bytes as a raw audio stream of each kind, as the tool cuts its
+  // outputs to their whole frames: the span must lie within the bytes.
+  for (AudioCoding coding : {AudioCoding::Ac3, AudioCoding::Dts, AudioCoding::MpegAudio}) {
+    const FrameSpan span = wholeFrames(coding, data, static_cast<std::int64_t>(size));
+    if (span.start < 0 || span.start > span.end || span.end > static_cast<std::int64_t>(size))
+      std::abort();
+  }
   return 0;
 }

@@ -60,12 +60,14 @@ set(FENNORIA_EXTRACT_SOURCES
   ${_src}/extract/wav_header.cpp
   ${_src}/extract/lpcm_wav_output.cpp
   ${_src}/extract/vobsub_index.cpp
-  ${_src}/extract/vobsub_output.cpp)
+  ${_src}/extract/vobsub_output.cpp
+  ${_src}/extract/audio_frames.cpp)
 
 set(FENNORIA_DVDNAV_SOURCES
   ${_src}/dvdnav/ifo_parser.cpp
   ${_src}/dvdnav/ifo_dump.cpp
   ${_src}/dvdnav/chapter_list.cpp
+  ${_src}/dvdnav/cell_layout.cpp
   ${_src}/dvdnav/disc_title.cpp
   ${_src}/dvdnav/stream_tracks.cpp
   ${_src}/dvdnav/title_selection.cpp

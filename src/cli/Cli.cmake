@@ -4,6 +4,9 @@ set(FENNORIA_CLI_SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/main.cpp
   ${CMAKE_CURRENT_LIST_DIR}/args.cpp
   ${CMAKE_CURRENT_LIST_DIR}/output.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/inputs.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/partial_files.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/progress_text.cpp
   ${CMAKE_CURRENT_LIST_DIR}/disc.cpp
   ${CMAKE_CURRENT_LIST_DIR}/selection.cpp
   ${CMAKE_CURRENT_LIST_DIR}/json_writer.cpp

@@ -26,12 +26,50 @@ bool parseNumber(const std::string& text, std::int64_t* value) {
   return true;
 }
 
+namespace {
+
+// The option named `spelling` ("--title" or "-t"), or null.
+const OptionDef* findOption(const std::vector<OptionDef>& options, const std::string& spelling) {
+  for (const auto& option : options)
+    if (spelling == option.name || (option.alias && spelling == option.alias)) return &option;
+  return nullptr;
+}
+
+}  // namespace
+
+// As getopt does: "--name VALUE" and "--name=VALUE"; "-n VALUE" and
+// "-nVALUE"; short options without values clustered ("-qo FILE", "-qoFILE");
+// "--" ends the options; a lone "-" is an argument (standard input or
+// output).
 Args::Args(const std::string& name, const std::vector<std::string>& argv,
            const std::vector<OptionDef>& options)
     : command(name) {
   bool onlyPositional = false;
+  auto take = [&](const OptionDef& option, const std::string& spelling, bool hasValue,
+                  const std::string& value, std::size_t* i) {
+    std::string key = option.name;
+    if (!option.repeatable && values_.count(key)) usage(command, key + " given twice");
+    if (!option.takesValue) {
+      if (hasValue) usage(command, spelling + " takes no value");
+      values_[key].push_back("");
+      return;
+    }
+    if (hasValue) {
+      values_[key].push_back(value);
+      return;
+    }
+    if (*i + 1 >= argv.size()) usage(command, key + " needs a value");
+    values_[key].push_back(argv[++*i]);
+  };
+  auto flag = [&](const std::string& spelling, bool hasValue) {
+    if (spelling != "--help" && spelling != "-h" && spelling != "--quiet" && spelling != "-q")
+      return false;
+    if (hasValue) usage(command, spelling + " takes no value");
+    (spelling == "--help" || spelling == "-h" ? help : quiet) = true;
+    return true;
+  };
   for (std::size_t i = 0; i < argv.size(); ++i) {
-    std::string arg = argv[i];
+    const std::string& arg = argv[i];
     if (onlyPositional || arg.size() < 2 || arg[0] != '-') {
       positional.push_back(arg);
       continue;
@@ -40,37 +78,26 @@ Args::Args(const std::string& name, const std::vector<std::string>& argv,
       onlyPositional = true;
       continue;
     }
-    if (arg == "--help" || arg == "-h") {
-      help = true;
+    if (arg.compare(0, 2, "--") == 0) {
+      const std::size_t equals = arg.find('=');
+      const std::string spelling = arg.substr(0, equals);
+      const bool hasValue = equals != std::string::npos;
+      if (flag(spelling, hasValue)) continue;
+      const OptionDef* option = findOption(options, spelling);
+      if (!option) usage(command, "unknown option " + spelling);
+      take(*option, spelling, hasValue, hasValue ? arg.substr(equals + 1) : "", &i);
       continue;
     }
-    if (arg == "--quiet" || arg == "-q") {
-      quiet = true;
-      continue;
-    }
-    std::string inlineValue;
-    bool hasInline = false;
-    std::size_t equals = arg.find('=');
-    if (arg.compare(0, 2, "--") == 0 && equals != std::string::npos) {
-      inlineValue = arg.substr(equals + 1);
-      arg = arg.substr(0, equals);
-      hasInline = true;
-    }
-    const OptionDef* option = nullptr;
-    for (const auto& s : options)
-      if (arg == s.name || (s.alias && arg == s.alias)) option = &s;
-    if (!option) usage(command, "unknown option " + arg);
-    std::string key = option->name;
-    if (!option->repeatable && values_.count(key)) usage(command, key + " given twice");
-    if (option->takesValue) {
-      if (!hasInline) {
-        if (i + 1 >= argv.size()) usage(command, key + " needs a value");
-        inlineValue = argv[++i];
-      }
-      values_[key].push_back(inlineValue);
-    } else {
-      if (hasInline) usage(command, key + " takes no value");
-      values_[key].push_back("");
+    // Short options, one letter after another until one takes a value,
+    // which is the rest of the word or else the next word.
+    for (std::size_t at = 1; at < arg.size(); ++at) {
+      const std::string spelling = std::string("-") + arg[at];
+      if (flag(spelling, false)) continue;
+      const OptionDef* option = findOption(options, spelling);
+      if (!option) usage(command, "unknown option " + spelling);
+      const bool rest = option->takesValue && at + 1 < arg.size();
+      take(*option, spelling, rest, rest ? arg.substr(at + 1) : "", &i);
+      if (option->takesValue) break;
     }
   }
 }

@@ -1,8 +1,12 @@
 // fennoria cat: the list mode's joined stream (FileList and
 // MultipleFileInputer), to stdout or a file.
+#include <cctype>
+#include <cstdio>
+#include <filesystem>
 #include <vector>
 
 #include "cli/cli.h"
+#include "cli/inputs.h"
 #include "input/file_list.h"
 #include "input/multiple_file_inputer.h"
 #include "platform/file.h"
@@ -28,6 +32,43 @@ const char* kHelp =
     "  fennoria cat clips.lst -o joined.mpg\n"
     "  fennoria cat clips.lst | ffprobe -\n";
 
+// A list that cannot be read would pass for an empty one.
+void readableOrFail(const std::string& name) {
+  std::FILE* file = std::fopen(name.c_str(), "rb");
+  if (!file) fail(name, "cannot be read (" + errnoText() + ")");
+  std::fclose(file);
+}
+
+// A file over 1024 bytes is never read as a list: said once, for a file
+// whose name says it is one.
+void noteMediaFileNamedAsList(const std::string& name) {
+  const std::size_t dot = name.find_last_of('.');
+  std::string extension = dot == std::string::npos ? "" : name.substr(dot);
+  for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  std::error_code error;
+  if (extension == ".lst" && std::filesystem::file_size(std::filesystem::u8path(name), error) > 1024 &&
+      !error)
+    std::fprintf(stderr,
+                 "fennoria: %s: note: over 1024 bytes, so it is played as a media file, not read "
+                 "as a list (a list is at most 1024 bytes)\n",
+                 name.c_str());
+}
+
+// A listed file that cannot be opened; a relative name is looked for in
+// the current folder, not the list's, which is worth saying.
+[[noreturn]] void unopenableListed(const std::string& listed, const std::string& list) {
+  const std::string why = errnoText();
+  const bool relative = !listed.empty() && listed[0] != '/' && listed[0] != '\\' &&
+                        !(listed.size() > 1 && listed[1] == ':');
+  std::error_code error;
+  const std::string here = std::filesystem::current_path(error).u8string();
+  fail(listed, "cannot be opened (" + why + "; listed in " + list +
+                   (relative ? "; a relative name is looked for in the current folder, " + here +
+                                   ", not the list's"
+                             : "") +
+                   ")");
+}
+
 }  // namespace
 
 int runCat(const std::vector<std::string>& argv) {
@@ -37,6 +78,8 @@ int runCat(const std::vector<std::string>& argv) {
   const std::string& name = args.positional[0];
   if (isDirectory(name)) fail(name, "is a folder, not a list or media file");
   if (!isRegularFile(name)) fail(name, "no such file");
+  readableOrFail(name);
+  noteMediaFileNamedAsList(name);
 
   FileList list;
   list.load(name.c_str());
@@ -45,12 +88,14 @@ int runCat(const std::vector<std::string>& argv) {
     if (!list.names[i]) fail(name, "out of memory reading the list");
     platform::FileHandle handle =
         platform::openExistingForRead(list.names[i], platform::AccessHint::None);
-    if (handle == platform::kInvalidFile)
-      fail(list.names[i], "cannot be opened (listed in " + name + ")");
+    if (handle == platform::kInvalidFile) unopenableListed(list.names[i], name);
     platform::closeFile(handle);
   }
 
-  Output out("cat", args.value("-o"));
+  InputFiles inputs;
+  inputs.add(name);
+  for (std::int32_t i = 0; i < list.count; ++i) inputs.add(list.names[i]);
+  Output out("cat", args.value("-o"), inputs);
   MultipleFileInputer inputer;
   if (inputer.open(&list) != S_OK) fail(name, "cannot open the listed files");
 

@@ -5,6 +5,7 @@
 
 #include "cli/cli.h"
 #include "cli/disc_report.h"
+#include "cli/inputs.h"
 #include "cli/selection.h"
 #include "dvdnav/chapter_list.h"
 #include "dvdnav/dvd_title_reader.h"
@@ -140,7 +141,9 @@ int runChapters(const std::vector<std::string>& argv) {
   std::string text = format == "ogm"          ? ogm(listed.chapters)
                      : format == "ffmetadata" ? ffmetadata(listed.chapters)
                                               : listed.json;
-  Output out("chapters", args.value("-o"), true);
+  InputFiles inputs;
+  disc.addInputs(inputs);
+  Output out("chapters", args.value("-o"), inputs, true);
   out.write(text.data(), text.size());
   out.commit();
   return 0;

@@ -21,6 +21,12 @@ _fennoria() {
         return 0
     fi
 
+    if [[ $command == help ]]; then
+        ((COMP_CWORD == i + 1)) &&
+            COMPREPLY=($(compgen -W 'cat dvd demux ifo info chapters config' -- "$cur"))
+        return 0
+    fi
+
     local options
     case $command in
         cat) options='-o --output -q --quiet -h --help' ;;
@@ -32,6 +38,18 @@ _fennoria() {
         config) options='-h --help' ;;
         *) return 0 ;;
     esac
+
+    # A stream option's K=FILE: file names after the "=", whether bash cut
+    # the word there (prev is "=") or not (cur is "K=...").
+    local streams='--ac3 --mpeg --dts --lpcm --sub --vobsub'
+    if [[ $prev == = && " $streams " == *" ${COMP_WORDS[COMP_CWORD-3]} "* ]]; then
+        COMPREPLY=($(compgen -f -- "$cur"))
+        return 0
+    fi
+    if [[ $cur == *=* && " $streams " == *" $prev "* ]]; then
+        COMPREPLY=($(compgen -f -P "${cur%%=*}=" -- "${cur#*=}"))
+        return 0
+    fi
 
     # An option's value.
     case $prev in
@@ -57,7 +75,10 @@ _fennoria() {
         cat)
             COMPREPLY=($(compgen -f -- "$cur")) ;;
         dvd|ifo|info|chapters)
-            COMPREPLY=($(compgen -d -- "$cur")) ;;
+            # A VIDEO_TS folder, or a disc image.
+            COMPREPLY=($(compgen -d -- "$cur")
+                       $(compgen -f -X '!*.[iI][sS][oO]' -- "$cur")
+                       $(compgen -f -X '!*.[iI][mM][gG]' -- "$cur")) ;;
         demux)
             COMPREPLY=($(compgen -f -- "$cur")) ;;
         config)

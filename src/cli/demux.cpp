@@ -8,11 +8,15 @@
 #include <vector>
 
 #include "cli/cli.h"
+#include "cli/inputs.h"
 #include "cli/read_ahead.h"
 #include "cli/selection.h"
 #include "demux/program_stream.h"
 #include "demux/stream.h"
+#include "disc/scrambled_packs.h"
 #include "dvdnav/dvd_title_reader.h"
+#include "demux/timing_file.h"
+#include "extract/audio_frames.h"
 #include "extract/extraction.h"
 #include "platform/mapped_file.h"
 
@@ -217,6 +221,31 @@ std::vector<Choice> trackChoices(const Args& args, const Input& in) {
   return choices;
 }
 
+// The pack stream a choice by id takes: a substream of private stream 1,
+// an MPEG audio stream or a subpicture substream.
+std::int32_t streamIdOf(const Choice& choice) {
+  if (!choice.kind) return 0x20 + choice.number;  // --vobsub
+  switch (*choice.kind) {
+    case StreamKind::Ac3: return 0x80 + choice.number;
+    case StreamKind::Dts: return 0x88 + choice.number;
+    case StreamKind::Lpcm: return 0xA0 + choice.number;
+    case StreamKind::MpegAudio: return 0xC0 + choice.number;
+    default: return 0x20 + choice.number;
+  }
+}
+
+// On a disc, a stream chosen by its id must be one the selection plays, as
+// its IFO tells: otherwise the run would write an empty file.
+void requirePlayedStreams(const std::vector<Choice>& choices, const Input& in) {
+  if (!in.disc || choices.empty()) return;
+  const SelectionTracks tracks = selectionTracks(*in.disc, in.selection);
+  for (const Choice& choice : choices)
+    for (const StreamOption& option : kStreamOptions)
+      if (option.kind == choice.kind)
+        requireStream(tracks, streamIdOf(choice),
+                      std::string(option.name) + " " + std::to_string(choice.number));
+}
+
 void refuseRepeats(const std::vector<Choice>& choices) {
   for (std::size_t i = 0; i < choices.size(); ++i)
     for (std::size_t j = 0; j < i; ++j)
@@ -289,15 +318,37 @@ VobSubIndex vobSubIndex(const Input& in, const Choice& choice) {
   return index;
 }
 
+// A raw audio output to be cut to its whole frames once written.
+struct AudioCut {
+  AudioCoding coding;
+  std::string file;    // the temporary file
+  std::string timing;  // its timing file, or empty
+  std::string name;    // for messages
+};
+
+std::optional<AudioCoding> rawAudioCoding(StreamKind kind) {
+  switch (kind) {
+    case StreamKind::Ac3: return AudioCoding::Ac3;
+    case StreamKind::Dts: return AudioCoding::Dts;
+    case StreamKind::MpegAudio: return AudioCoding::MpegAudio;
+    default: return std::nullopt;
+  }
+}
+
 // Sets up every output under a temporary name of `outputs`, its final name
-// kept in `finals` (a VobSub choice has two, NAME.idx and NAME.sub).
+// kept in `finals` (a VobSub choice has two, NAME.idx and NAME.sub); the raw
+// audio outputs that are files are listed in `cuts`.
 void addOutputs(Extraction& extraction, OutputSet& outputs, std::vector<std::string>& finals,
-                const std::vector<Choice>& choices, const Args& args, const Input& in) {
+                std::vector<AudioCut>& cuts, const std::vector<Choice>& choices, const Args& args,
+                const Input& in) {
   const bool timing = args.has("--timing");
   auto addOne = [&](const StreamChoice& stream, bool withTiming) {
     const std::string temp = outputs.add(stream.name, withTiming);
     finals.push_back(stream.name);
     extraction.add(stream, temp, withTiming);
+    const std::optional<AudioCoding> coding = rawAudioCoding(stream.kind);
+    if (coding && isRegularFile(temp))
+      cuts.push_back({*coding, temp, withTiming ? timing::timingFileName(temp) : "", stream.name});
   };
   for (const Choice& c : choices) {
     if (!c.kind || *c.kind == StreamKind::Dts || *c.kind == StreamKind::Lpcm) continue;
@@ -327,15 +378,24 @@ void addOutputs(Extraction& extraction, OutputSet& outputs, std::vector<std::str
 void extractAll(Extraction& extraction, Input& in, const std::string& input, bool quiet) {
   ProgressLine progress(quiet, in.total);
   std::int64_t done = 0;
-  auto feed = [&](const std::uint8_t* bytes, std::int32_t count) {
+  auto feed = [&](const std::uint8_t* bytes, std::int32_t count, const std::string& where) {
+    // A disc may be scrambled from any pack on, not only from its first.
+    const std::int64_t scrambled =
+        disc::firstScrambledPack(bytes, static_cast<std::size_t>(count) / ps::kPackSize);
+    if (scrambled >= 0 && in.disc)
+      fail(in.disc->folder,
+           disc::scrambledMessage(in.disc->vobAt(done + scrambled * std::int64_t{ps::kPackSize})));
+    if (scrambled >= 0) fail(input, disc::scrambledMessage(where));
     extraction.feed(bytes, static_cast<std::size_t>(count));
     done += count;
   };
   if (in.mapped) {
     const std::string name = baseName(input);
     for (std::int64_t at = 0; at < in.total; at += static_cast<std::int64_t>(kChunkSize)) {
-      feed(in.mapped->bytes() + at, static_cast<std::int32_t>(std::min<std::int64_t>(
-                                        static_cast<std::int64_t>(kChunkSize), in.total - at)));
+      feed(in.mapped->bytes() + at,
+           static_cast<std::int32_t>(
+               std::min<std::int64_t>(static_cast<std::int64_t>(kChunkSize), in.total - at)),
+           name);
       // Bytes the system could no longer give were read as zeros.
       if (in.mapped->missingFrom() >= 0) readFailed(input, in.total - in.mapped->missingFrom());
       in.mapped->doneBefore(done);
@@ -344,7 +404,7 @@ void extractAll(Extraction& extraction, Input& in, const std::string& input, boo
   } else {
     ReadAhead chunks(in.readers, in.total, kChunkSize, kChunksAhead);
     while (const ReadAhead::Chunk* chunk = chunks.next()) {
-      feed(chunk->bytes.data(), chunk->count);
+      feed(chunk->bytes.data(), chunk->count, chunk->where);
       if (chunk->count < chunk->want)
         readFailed(in.disc ? in.disc->folder + "/" + chunk->where : input, in.total - done);
       progress.update(done, chunk->where);
@@ -358,14 +418,30 @@ void warnNoPacket(const std::string& name) {
                name.c_str());
 }
 
-void printDelays(const Extraction& extraction) {
+// The delays, on stdout, or on stderr when stdout carries the stream.
+void printDelays(const Extraction& extraction, std::FILE* to) {
   for (const Extraction::Delay& delay : extraction.delays()) {
     if (delay.milliseconds)
-      std::printf("%s: delay %lld ms\n", delay.name.c_str(),
-                  static_cast<long long>(*delay.milliseconds));
+      std::fprintf(to, "%s: delay %lld ms\n", delay.name.c_str(),
+                   static_cast<long long>(*delay.milliseconds));
     else
-      std::printf("%s: delay unknown (%s)\n", delay.name.c_str(), delay.unknownBecause.c_str());
+      std::fprintf(to, "%s: delay unknown (%s)\n", delay.name.c_str(),
+                   delay.unknownBecause.c_str());
   }
+}
+
+// "-" as an output is standard output, for a run of exactly one output
+// without timing files; binary data never go to a terminal.
+bool checkStandardOutput(const std::vector<Choice>& choices, const Args& args) {
+  std::size_t outputs = choices.size() + (args.has("--video") ? 1 : 0);
+  bool dash = args.value("--video") == "-";
+  for (const Choice& c : choices) dash = dash || c.file == "-";
+  if (!dash) return false;
+  if (outputs != 1) usage("demux", "only a run of one output can write it to standard output ('-')");
+  if (args.has("--timing")) usage("demux", "--timing needs a file name, not standard output ('-')");
+  if (stdoutIsTerminal())
+    usage("demux", "will not write binary data to a terminal; give a file name or a pipe");
+  return true;
 }
 
 }  // namespace
@@ -391,34 +467,55 @@ int runDemux(const std::vector<std::string>& argv) {
   const std::string& input = args.positional[0];
   Input in = isDirectory(input) || isDiscImage(input) ? openDisc(args, input)
                                                       : openVobFile(args, input);
+  requirePlayedStreams(choices, in);
   const std::vector<Choice> tracks = trackChoices(args, in);
   choices.insert(choices.end(), tracks.begin(), tracks.end());
   refuseRepeats(choices);
+  const bool toStdout = checkStandardOutput(choices, args);
 
   // The outputs are written under temporary names, renamed only when the
   // whole input was read. `outputs` outlives the extraction, whose files
   // must be closed before they are renamed or removed.
-  OutputSet outputs;
+  InputFiles inputs;
+  if (in.disc)
+    in.disc->addInputs(inputs);
+  else
+    inputs.add(input);
+  OutputSet outputs("demux", inputs);
   std::vector<std::string> finals;
+  std::vector<AudioCut> cuts;
   {
     Extraction extraction(kOutputBuffer);
     try {
-      addOutputs(extraction, outputs, finals, choices, args, in);
+      addOutputs(extraction, outputs, finals, cuts, choices, args, in);
       extractAll(extraction, in, input, args.quiet);
     } catch (const ExtractionError& error) {
       fail(error.file, error.what());
     }
+    if (extraction.programStreamPacks() == 0)
+      fail(input, "holds no MPEG-2 program stream pack (not a VOB file or DVD title?)");
     if (extraction.trailingBytes() != 0)
       fail(input, "truncated: ends " + std::to_string(extraction.trailingBytes()) +
                       " bytes into a 2048-byte pack");
     extraction.finish();
     if (extraction.writeFailed())
       fail(describe(finals), "could not be written completely (is the disk full?)");
+    // A decoder or muxer opens raw audio at its first byte: each file runs
+    // from its first whole frame to its last.
+    for (const AudioCut& cut : cuts)
+      if (!cutToWholeFrames(cut.coding, cut.file, cut.timing))
+        fail(cut.name, "could not be cut to its whole frames (" + errnoText() + ")");
+    // An empty output is not what was asked for. A VOB file has no IFO to
+    // tell beforehand which streams it carries: only now can the run fail,
+    // taking every output with it. A disc's streams are known from its IFO.
+    const std::vector<std::string> empty = outputs.emptyOutputs();
+    if (!in.disc && !empty.empty())
+      fail(describe(empty), std::string("the input holds no packet of ") +
+                                (empty.size() == 1 ? "this stream" : "these streams") +
+                                " (nothing written)");
     outputs.commitAll();
-    for (const auto& name : finals)
-      if (isRegularFile(name) && std::filesystem::file_size(std::filesystem::u8path(name)) == 0)
-        warnNoPacket(name);
-    if (!args.quiet) printDelays(extraction);
+    for (const auto& name : empty) warnNoPacket(name);
+    if (!args.quiet) printDelays(extraction, toStdout ? stderr : stdout);
   }
   return 0;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -10,8 +11,13 @@
 
 class DiscFiles;
 class DvdTitleReader;
+namespace dvdnav {
+struct ProgramChain;
+}
 
 namespace cli {
+
+class InputFiles;
 
 // Whether `path` is a disc image file or (on Linux) a drive's block device
 // holding a disc, rather than a folder or a media file.
@@ -35,6 +41,13 @@ struct Disc {
   void selectTitle(std::int32_t title, std::int32_t first, std::int32_t last);
   // The name of the VOB file the reader stands in.
   std::string currentVob() const;
+  // The name of the VOB file that byte `offset` of the selection comes from.
+  std::string vobAt(std::int64_t offset) const;
+  // The files the disc is read from: the image, or every file of the folder.
+  void addInputs(InputFiles& inputs) const;
+  // Why title set `titleSet` (1-based) cannot be used, when neither its IFO
+  // nor the backup copy could be read; null when it can.
+  const std::string* unusable(std::int32_t titleSet) const;
 
   // The folder, or for an image "IMAGE/VIDEO_TS": what messages name.
   std::string folder;
@@ -43,6 +56,8 @@ struct Disc {
   std::string label;
 
  private:
+  // The image file or drive; empty for a folder.
+  std::string image_;
   // What the reader says: failures and selection errors (levels 0 and 1)
   // are kept for the message that ends the run; the dump (level 3) goes to
   // stdout while `dumping_`. Declared before the reader, which writes to it
@@ -50,14 +65,23 @@ struct Disc {
   std::vector<std::string> messages_;
   bool dumping_ = false;
   mpdx::LogCallback log_;
+  std::map<std::int32_t, std::string> unusable_;
 
   // Loads the navigation files from the folder, or from `image` when given.
   void load(std::shared_ptr<const DiscFiles> image, bool dumpToStdout);
   // Ends the run with the reader's last message when `result` is not 0.
   void check(int result);
-  // Fails when the VOB files of title set `titleSet` are not whole sectors
-  // or end before the selection does.
+  // Fails when the VOB files of title set `titleSet` are not whole sectors,
+  // a part is missing before the last one there, or they end before the
+  // selection does.
   void checkVobs(std::int32_t titleSet);
+  // Why the file `path` gave nothing, in the system's words.
+  static std::string whyUnreadable(const std::string& path, bool inImage);
+  // A range read of a chain whose cells are out of order holds what is not
+  // the chain's: one warning line, or the end of the run when the range is
+  // empty.
+  void checkRangeOrder(const dvdnav::ProgramChain& chain, std::int32_t titleSet,
+                       std::int32_t pgc) const;
 
  public:
   std::unique_ptr<DvdTitleReader> reader;

@@ -5,6 +5,7 @@
 
 #include "cli/cli.h"
 #include "cli/disc.h"
+#include "dvdnav/cell_layout.h"
 #include "dvdnav/chapter_list.h"
 #include "dvdnav/dvd_title_reader.h"
 #include "extract/vobsub_index.h"
@@ -135,10 +136,16 @@ void writePgc(JsonWriter& json, const dvdnav::TitleSetInfo& set, std::int32_t p)
       .number("cell_count", static_cast<std::int64_t>(pgc.cells.size()));
   if (!pgc.cells.empty()) {
     const std::int64_t first = pgc.cells.front().startcfvobu, last = pgc.cells.back().endclvobu;
+    const dvdnav::CellLayout layout = dvdnav::cellLayout(pgc);
+    // An empty range (cells in reverse) counts 0, never less.
+    const std::int64_t range = std::max<std::int64_t>(layout.rangeSectors, 0);
     json.number("first_sector", first)
         .number("last_sector", last)
-        .number("sectors", last - first + 1)
-        .number("bytes", (last - first + 1) * kSector);
+        .number("sectors", range)
+        .number("bytes", range * kSector)
+        .boolean("cells_in_order", layout.inRangeOrder)
+        .number("playback_sectors", layout.playbackSectors)
+        .number("playback_bytes", layout.playbackSectors * kSector);
   }
   writeTracks(json, dvdnav::audioTracks(set.attributes.title, pgc),
               dvdnav::subtitleTracks(set.attributes.title, pgc), set.attributes.title.video);
@@ -184,6 +191,8 @@ std::vector<TitleReport> titleReports(const DvdTitleReader& reader) {
     report.number = static_cast<std::int32_t>(i + 1);
     report.entry = &titles[i];
     report.titleSet = reader.titleSetInfo(titles[i].vtsnumber);
+    for (const auto& unusable : reader.unusableTitleSets)
+      if (unusable.first == titles[i].vtsnumber) report.titleSet = nullptr;
     if (!report.titleSet) {
       report.problem = "title set " + std::to_string(titles[i].vtsnumber) + " cannot be read";
     } else {
@@ -298,8 +307,9 @@ void writeTitleJson(JsonWriter& json, const TitleReport& title, std::int32_t fir
 }
 
 void writeTitleSetJson(JsonWriter& json, const dvdnav::TitleSetInfo& set, std::int32_t number,
-                       const std::vector<std::int32_t>& chains) {
+                       const std::vector<std::int32_t>& chains, const std::string* unusable) {
   json.object().number("title_set", number);
+  if (unusable) json.string("unusable", *unusable);
   writeVideo(json, set.attributes.title.video);
   json.array("pgcs");
   if (chains.empty()) {

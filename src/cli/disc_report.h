@@ -72,8 +72,11 @@ void writeDiscJson(JsonWriter& json, const Disc& disc, const std::vector<TitleRe
 // A title with its tracks and chapters `first` to `last`.
 void writeTitleJson(JsonWriter& json, const TitleReport& title, std::int32_t first,
                     std::int32_t last);
-// A title set with its program chains `chains` (from 0; all when empty).
+// A title set with its program chains `chains` (from 0; all when empty);
+// `unusable`, when given, says why neither its IFO nor its backup could be
+// read (it then has no chains).
 void writeTitleSetJson(JsonWriter& json, const dvdnav::TitleSetInfo& set, std::int32_t number,
-                       const std::vector<std::int32_t>& chains);
+                       const std::vector<std::int32_t>& chains,
+                       const std::string* unusable = nullptr);
 
 }  // namespace cli

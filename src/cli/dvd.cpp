@@ -5,7 +5,9 @@
 #include <vector>
 
 #include "cli/cli.h"
+#include "cli/inputs.h"
 #include "cli/selection.h"
+#include "disc/scrambled_packs.h"
 #include "dvdnav/dvd_title_reader.h"
 #include "platform/io_buffer.h"
 
@@ -81,6 +83,9 @@ int runDvd(const std::vector<std::string>& argv) {
 
   Disc disc(args.positional[0]);
   select(disc, selection);
+  InputFiles inputs;
+  disc.addInputs(inputs);
+  Output out("dvd", args.value("-o"), inputs);
   DvdTitleReader& reader = *disc.reader;
   if (args.has("--audio")) {
     const SelectionTracks tracks = selectionTracks(disc, selection);
@@ -88,10 +93,11 @@ int runDvd(const std::vector<std::string>& argv) {
     if (reader.selectAudioTrack(track.number) != 0)
       fail(disc.folder, "audio track " + std::to_string(track.number) + " cannot be kept");
   } else if (ac3 >= 0 || mpeg >= 0) {
+    requireStream(selectionTracks(disc, selection), ac3 >= 0 ? 0x80 + ac3 : 0xC0 + mpeg,
+                  ac3 >= 0 ? "--ac3 " + std::to_string(ac3) : "--mpeg " + std::to_string(mpeg));
     reader.audioSelect = 0;
     reader.setAudio(ac3 >= 0 ? 0 : 2, ac3 >= 0 ? ac3 : mpeg);
   }
-  Output out("dvd", args.value("-o"));
 
   const std::int64_t total = reader.getRangeLength();
   ProgressLine progress(args.quiet, total);
@@ -111,6 +117,11 @@ int runDvd(const std::vector<std::string>& argv) {
            "read failed at sector " + std::to_string(sector) +
                " of the selection (truncated or unreadable VOB file?)");
     }
+    // A disc may be scrambled from any pack on, not only from its first.
+    const std::int64_t scrambled =
+        disc::firstScrambledPack(buffer.data(), static_cast<std::size_t>(got / kSector));
+    if (scrambled >= 0)
+      fail(disc.folder, disc::scrambledMessage(disc.vobAt(done + scrambled * kSector)));
     std::int32_t kept =
         reader.filterSectors(buffer.data(), got / kSector, DvdTitleReader::Refused::Dropped);
     out.write(buffer.data(), static_cast<std::size_t>(kept) * kSector);

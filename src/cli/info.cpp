@@ -7,6 +7,7 @@
 #include "cli/disc_report.h"
 #include "cli/json_writer.h"
 #include "cli/selection.h"
+#include "dvdnav/cell_layout.h"
 #include "dvdnav/chapter_list.h"
 #include "dvdnav/dvd_title_reader.h"
 
@@ -152,10 +153,16 @@ void printTitles(const Disc& disc, const std::vector<TitleReport>& titles, std::
 }
 
 // The title sets' program chains, as --titleset and --pgc number them.
-void printChains(const DvdTitleReader& r) {
+void printChains(const Disc& disc) {
+  const DvdTitleReader& r = *disc.reader;
   for (std::size_t s = 0; s < r.titleSets.size(); ++s) {
     const auto& vts = *r.titleSets[s];
-    std::printf("\nTitle set %zu: %zu program chains\n", s + 1, vts.programchains.size());
+    if (const std::string* why = disc.unusable(static_cast<std::int32_t>(s + 1))) {
+      std::printf("\nTitle set %zu: unusable (%s)\n", s + 1, why->c_str());
+      continue;
+    }
+    std::printf("\nTitle set %zu: %s\n", s + 1,
+                counted(vts.programchains.size(), "program chain").c_str());
     std::printf("  Video %s\n", videoSummary(vts.attributes.title.video).c_str());
     const auto& audio = vts.attributes.title.audio;
     for (std::size_t a = 0; a < audio.size(); ++a) {
@@ -179,10 +186,16 @@ void printChains(const DvdTitleReader& r) {
         continue;
       }
       std::int64_t first = pgc.cells.front().startcfvobu, last = pgc.cells.back().endclvobu;
-      std::printf("  %3zu  %-12s  %8d  %5zu  %12lld  %11lld  %7lld  %lld\n", p + 1, d.c_str(),
-                  pgc.numprograms, pgc.cells.size(), static_cast<long long>(first),
-                  static_cast<long long>(last), static_cast<long long>(last - first + 1),
-                  static_cast<long long>((last - first + 1) * kSector));
+      const dvdnav::CellLayout layout = dvdnav::cellLayout(pgc);
+      std::printf("  %3zu  %-12s  %8d  %5zu  %12lld  %11lld  ", p + 1, d.c_str(), pgc.numprograms,
+                  pgc.cells.size(), static_cast<long long>(first), static_cast<long long>(last));
+      if (layout.inRangeOrder)
+        std::printf("%7lld  %lld\n", static_cast<long long>(layout.rangeSectors),
+                    static_cast<long long>(layout.rangeSectors * kSector));
+      else
+        std::printf("cells out of order; in playback order %lld sectors, %lld bytes\n",
+                    static_cast<long long>(layout.playbackSectors),
+                    static_cast<long long>(layout.playbackSectors * kSector));
       for (std::size_t c = 0; c < pgc.cells.size(); ++c) {
         const auto& cell = pgc.cells[c];
         std::printf("       cell %zu: %s, sectors %d to %d\n", c + 1,
@@ -236,14 +249,15 @@ int runInfo(const std::vector<std::string>& argv) {
     if (only.title == 0 || args.has("--chains")) {
       json.array("title_sets");
       for (std::size_t i = 0; i < reader.titleSets.size(); ++i)
-        writeTitleSetJson(json, *reader.titleSets[i], reader.titleSetNumbers[i], {});
+        writeTitleSetJson(json, *reader.titleSets[i], reader.titleSetNumbers[i], {},
+                          disc.unusable(reader.titleSetNumbers[i]));
       json.end();
     }
     json.end();
     std::fputs(json.text().c_str(), stdout);
   } else {
     printTitles(disc, titles, only.title);
-    if (args.has("--chains")) printChains(reader);
+    if (args.has("--chains")) printChains(disc);
   }
   if (std::fflush(stdout) != 0) fail("standard output", "write failed (" + errnoText() + ")");
   return 0;

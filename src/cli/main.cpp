@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "cli/cli.h"
+#include "cli/partial_files.h"
 #include "fennoria_version.h"
 #include "platform/message_box.h"
 
@@ -15,7 +16,7 @@ namespace {
 const char* kHelp =
     "fennoria - join media lists, extract and demultiplex DVD titles\n"
     "\n"
-    "usage: fennoria COMMAND [OPTIONS]   (fennoria COMMAND --help for each)\n"
+    "usage: fennoria COMMAND [OPTIONS]   (fennoria help COMMAND for each)\n"
     "       fennoria --version            the version, as one line\n"
     "\n"
     "commands:\n"
@@ -50,6 +51,40 @@ const char* kHelp =
     "  fennoria demux movie.iso --title 1 --audio en=en.ac3 --subtitle en=en --timing\n"
     "  fennoria chapters /media/dvd --title 1 -o chapters.txt\n";
 
+// The length of the well-formed UTF-8 sequence at `at`, or 0.
+std::size_t utf8Length(const std::string& text, std::size_t at) {
+  const unsigned char lead = static_cast<unsigned char>(text[at]);
+  const std::size_t length = lead >= 0xC2 && lead <= 0xDF   ? 2
+                             : lead >= 0xE0 && lead <= 0xEF ? 3
+                             : lead >= 0xF0 && lead <= 0xF4 ? 4
+                                                            : 0;
+  if (length == 0 || at + length > text.size()) return 0;
+  for (std::size_t i = 1; i < length; ++i)
+    if ((static_cast<unsigned char>(text[at + i]) & 0xC0) != 0x80) return 0;
+  return length;
+}
+
+// A message as one line a terminal shows as it is: control bytes, and bytes
+// that are no UTF-8 (a name read from a binary file given as a list, say),
+// written as \xNN.
+std::string printable(const std::string& text) {
+  std::string out;
+  for (std::size_t at = 0; at < text.size();) {
+    const unsigned char c = static_cast<unsigned char>(text[at]);
+    const std::size_t length = c < 0x80 ? (c >= 0x20 && c != 0x7F ? 1 : 0) : utf8Length(text, at);
+    if (length > 0) {
+      out.append(text, at, length);
+      at += length;
+      continue;
+    }
+    char escaped[8];
+    std::snprintf(escaped, sizeof escaped, "\\x%02X", c);
+    out += escaped;
+    ++at;
+  }
+  return out;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -60,6 +95,11 @@ int main(int argc, char** argv) {
   }
   std::string command = args.front();
   args.erase(args.begin());
+  // "help COMMAND" is "COMMAND --help".
+  if (command == "help" && args.size() == 1) {
+    command = args.front();
+    args = {"--help"};
+  }
   if (command == "--help" || command == "-h" || command == "help") return cli::printHelp(kHelp);
   if (command == "--version") {
     std::printf("fennoria %s\n", FENNORIA_VERSION);
@@ -68,6 +108,8 @@ int main(int argc, char** argv) {
 
   // The same bytes on every platform: no newline translation on Windows.
   cli::setBinaryStdout();
+  // Ctrl-C and its kind leave no partial output behind.
+  cli::partial::removeOnInterrupt();
 
   // The file inputs' messages (message boxes on Windows) become lines on
   // stderr here.
@@ -88,13 +130,14 @@ int main(int argc, char** argv) {
     return cli::kExitUsage;
   } catch (const cli::Failure& failure) {
     std::fflush(stdout);
+    const std::string text = printable(failure.what());
     if (failure.status == cli::kExitUsage)
-      std::fprintf(stderr, "%s\n", failure.what());
+      std::fprintf(stderr, "%s\n", text.c_str());
     else
-      std::fprintf(stderr, "fennoria: %s\n", failure.what());
+      std::fprintf(stderr, "fennoria: %s\n", text.c_str());
     return failure.status;
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "fennoria: %s\n", error.what());
+    std::fprintf(stderr, "fennoria: %s\n", printable(error.what()).c_str());
     return cli::kExitInput;
   }
 }

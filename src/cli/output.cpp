@@ -1,12 +1,15 @@
 #include "cli/output.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 
 #include "cli/args.h"
+#include "cli/inputs.h"
+#include "cli/partial_files.h"
+#include "cli/progress_text.h"
 #include "demux/timing_file.h"
-#include "ui/dialog_ids.h"
 
 #ifdef _WIN32
 #include <fcntl.h>
@@ -26,7 +29,18 @@ namespace fs = std::filesystem;
 
 namespace cli {
 
-std::string errnoText() { return std::strerror(errno); }
+std::string errnoText() {
+  // The system's words, as a sentence goes on after a colon.
+  switch (errno) {
+    case ENOENT: return "no such file";
+    case EACCES: case EPERM: return "permission denied";
+    case EISDIR: return "is a folder";
+    default: break;
+  }
+  std::string text = std::strerror(errno);
+  if (!text.empty() && text[0] >= 'A' && text[0] <= 'Z') text[0] = static_cast<char>(text[0] - 'A' + 'a');
+  return text;
+}
 
 std::string baseName(const std::string& path) {
   std::size_t slash = path.find_last_of("/\\");
@@ -71,7 +85,10 @@ namespace {
 bool replaceFile(const std::string& from, const std::string& to) {
   std::error_code error;
   fs::rename(fs::u8path(from), fs::u8path(to), error);
-  if (!error) return true;
+  if (!error) {
+    partial::forget(from);
+    return true;
+  }
   errno = error.value();
   return false;
 }
@@ -79,11 +96,22 @@ bool replaceFile(const std::string& from, const std::string& to) {
 void removeQuietly(const std::string& name) {
   std::error_code error;
   fs::remove(fs::u8path(name), error);
+  partial::forget(name);
+}
+
+// Creates (or empties) `name` for writing; a partial output until renamed.
+// It is noted before it exists, so that no moment leaves it unnoted.
+std::FILE* createPartial(const std::string& name) {
+  partial::add(name);
+  std::FILE* file = std::fopen(name.c_str(), "wb");
+  if (!file) partial::forget(name);
+  return file;
 }
 
 }  // namespace
 
-Output::Output(const std::string& command, const std::string& name, bool textData) {
+Output::Output(const std::string& command, const std::string& name, const InputFiles& inputs,
+               bool textData) {
   if (name.empty() || name == "-") {
     if (!textData && stdoutIsTerminal())
       usage(command, "will not write binary data to a terminal; give -o FILE or a pipe");
@@ -92,10 +120,16 @@ Output::Output(const std::string& command, const std::string& name, bool textDat
     return;
   }
   if (isDirectory(name)) fail(name, "is a folder; -o wants a file name");
+  inputs.checkOutput(command, "-o", name);
   name_ = name;
   // A device, a pipe or a symbolic link is written directly, not renamed onto.
-  temp_ = isSpecialFile(name) ? name : temporaryNameFor(name);
-  file_ = std::fopen(temp_.c_str(), "wb");
+  if (isSpecialFile(name)) {
+    temp_ = name;
+    file_ = std::fopen(temp_.c_str(), "wb");
+  } else {
+    temp_ = temporaryNameFor(name);
+    file_ = createPartial(temp_);
+  }
   if (!file_) fail(name, "cannot create the output (" + errnoText() + ")");
 }
 
@@ -130,6 +164,11 @@ void createEmpty(const std::string& name, const std::string& shown) {
   if (!file) fail(shown, "cannot create (" + errnoText() + ")");
   std::fclose(file);
 }
+void createEmptyPartial(const std::string& name, const std::string& shown) {
+  std::FILE* file = createPartial(name);
+  if (!file) fail(shown, "cannot create the output (" + errnoText() + ")");
+  std::fclose(file);
+}
 }  // namespace
 
 OutputSet::~OutputSet() {
@@ -137,9 +176,21 @@ OutputSet::~OutputSet() {
 }
 
 std::string OutputSet::add(const std::string& finalName, bool timing) {
+  if (finalName == "-") {
+    // Standard output: written to a file of its own first, so that a run
+    // that fails sends nothing; copied out by commitAll.
+    std::error_code error;
+    const std::string temp =
+        (fs::temp_directory_path(error) / fs::u8path(temporaryNameFor("fennoria-stdout"))).u8string();
+    createEmptyPartial(temp, "standard output");
+    entries_.push_back({finalName, temp, false});
+    return temp;
+  }
   if (isDirectory(finalName)) fail(finalName, "is a folder, not an output file name");
   for (const auto& e : entries_)
     if (e.finalName == finalName) fail(finalName, "named as the output of two streams");
+  inputs_.checkOutput(command_, "output", finalName);
+  if (timing) inputs_.checkOutput(command_, "timing file", timing::timingFileName(finalName));
   if (isSpecialFile(finalName)) {
     // A device, a pipe or a symbolic link (/dev/null, a FIFO, /dev/stdout)
     // is written directly, and so is its timing file.
@@ -148,21 +199,43 @@ std::string OutputSet::add(const std::string& finalName, bool timing) {
     return finalName;
   }
   std::string temp = temporaryNameFor(finalName);
-  std::FILE* file = std::fopen(temp.c_str(), "wb");
-  if (!file) fail(finalName, "cannot create the output (" + errnoText() + ")");
-  std::fclose(file);
+  createEmptyPartial(temp, finalName);
   entries_.push_back({finalName, temp, timing});
-  if (timing) {
-    std::string timingTemp = timing::timingFileName(temp);
-    file = std::fopen(timingTemp.c_str(), "wb");
-    if (!file) fail(timing::timingFileName(finalName), "cannot create (" + errnoText() + ")");
-    std::fclose(file);
-  }
+  if (timing) createEmptyPartial(timing::timingFileName(temp), timing::timingFileName(finalName));
   return temp;
+}
+
+void OutputSet::copyToStandardOutput(const std::string& file) {
+  std::FILE* in = std::fopen(file.c_str(), "rb");
+  if (!in) fail("standard output", "cannot read back what was written (" + errnoText() + ")");
+  setBinaryStdout();
+  std::vector<char> piece(1 << 20);
+  for (std::size_t n; (n = std::fread(piece.data(), 1, piece.size(), in)) > 0;)
+    if (std::fwrite(piece.data(), 1, n, stdout) != n) {
+      std::fclose(in);
+      fail("standard output", "write failed (" + errnoText() + ")");
+    }
+  std::fclose(in);
+  if (std::fflush(stdout) != 0) fail("standard output", "write failed (" + errnoText() + ")");
+}
+
+std::vector<std::string> OutputSet::emptyOutputs() const {
+  std::vector<std::string> empty;
+  for (const auto& e : entries_) {
+    std::error_code error;
+    if (isRegularFile(e.temp) && fs::file_size(fs::u8path(e.temp), error) == 0 && !error)
+      empty.push_back(e.finalName);
+  }
+  return empty;
 }
 
 void OutputSet::commitAll() {
   for (const auto& e : entries_) {
+    if (e.finalName == "-") {
+      copyToStandardOutput(e.temp);
+      removeQuietly(e.temp);
+      continue;
+    }
     if (e.temp != e.finalName && !replaceFile(e.temp, e.finalName))
       fail(e.finalName, "cannot rename the finished output into place (" + errnoText() + ")");
     if (e.timing && e.temp != e.finalName &&
@@ -185,40 +258,28 @@ void OutputSet::removeAll() {
 }
 
 ProgressLine::ProgressLine(bool quiet, std::int64_t total)
-    : enabled_(!quiet && stderrIsTerminal()) {
-  model_.totalLength = total;
+    : enabled_(!quiet && stderrIsTerminal()), total_(total) {
   start_ = lastDraw_ = std::chrono::steady_clock::now();
 }
 
 ProgressLine::~ProgressLine() { finish(); }
 
-void ProgressLine::setText(int control, const char* text) { texts_[control] = text; }
-
 void ProgressLine::update(std::int64_t position, const std::string& currentFile) {
   if (!enabled_) return;
   auto now = std::chrono::steady_clock::now();
-  if (drawn_ && now - lastDraw_ < std::chrono::milliseconds(250)) return;
+  if (drawn_ && now - lastDraw_ < std::chrono::milliseconds(250) && position < total_) return;
   lastDraw_ = now;
-  if (!model_.currentFile || *model_.currentFile != currentFile)
-    model_.setCurrentFile(currentFile.c_str(), *this);
-  model_.position = position;
-  // The model counts one tick a second; between whole seconds only the
-  // position is refreshed.
-  auto seconds = std::chrono::duration_cast<std::chrono::seconds>(now - start_).count();
-  if (seconds > model_.secondsPassed) {
-    while (model_.secondsPassed + 1 < seconds) ++model_.secondsPassed;
-    model_.timerTick(*this);
-  } else {
-    model_.tick(*this);
+  const double elapsed = std::chrono::duration<double>(now - start_).count();
+  std::string line = progressText(currentFile, position, total_, elapsed);
+  // Within 79 columns: the file name gives way, from its start.
+  if (line.size() > 79) {
+    const std::size_t cut = std::min(currentFile.size(), line.size() - 79 + 3);
+    line = progressText("..." + currentFile.substr(cut), position, total_, elapsed);
   }
-  draw();
+  draw(line);
 }
 
-void ProgressLine::draw() {
-  std::string line = texts_[IDC_CURRENT_FILE] + "  " + texts_[IDC_LOCATION] + "  " +
-                     texts_[IDC_PERCENT] + "  passed " + texts_[IDC_TIME_PASSED] + "  left " +
-                     texts_[IDC_TIME_REMAINING];
-  if (line.size() > 79) line = "..." + line.substr(line.size() - 76);
+void ProgressLine::draw(const std::string& line) {
   std::string padded = line;
   if (padded.size() < width_) padded.append(width_ - padded.size(), ' ');
   width_ = line.size();

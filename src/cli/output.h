@@ -6,22 +6,24 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
-#include <map>
 #include <string>
 #include <vector>
 
-#include "ui/progress_model.h"
 
 namespace cli {
 
+class InputFiles;
+
 // Where data go: stdout, or a file written as NAME.partial-PID and renamed
-// to NAME by commit() (a device, pipe or symbolic link is written directly). A file output that was not committed is removed when
-// the object goes away.
+// to NAME by commit() (a device, pipe or symbolic link is written
+// directly). A file output that was not committed is removed when the
+// object goes away, or when the run is interrupted.
 class Output {
  public:
   // An empty name or "-" is stdout; stdout on a terminal is refused (binary
-  // data) unless `textData`.
-  Output(const std::string& command, const std::string& name, bool textData = false);
+  // data) unless `textData`. A file that is one of `inputs` is refused.
+  Output(const std::string& command, const std::string& name, const InputFiles& inputs,
+         bool textData = false);
   ~Output();
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
@@ -39,22 +41,30 @@ class Output {
 };
 
 // Output files that another writer fills by name (the demultiplexer): each
-// is created empty under a temporary name at once, so an unwritable one is
-// reported before any work, and renamed (with its ".timing" companion) by
-// commitAll.
+// is created empty under a temporary name at once, so an unwritable one (or
+// one of the run's inputs) is reported before any work, and renamed (with
+// its ".timing" companion) by commitAll.
 class OutputSet {
  public:
+  OutputSet(const std::string& command, const InputFiles& inputs)
+      : command_(command), inputs_(inputs) {}
   ~OutputSet();
   // Returns the temporary name to hand to the writer.
   std::string add(const std::string& finalName, bool timing);
+  // The final names of the outputs (not timing files) that are files and
+  // still empty.
+  std::vector<std::string> emptyOutputs() const;
   void commitAll();
   void removeAll();
 
  private:
   struct Entry {
-    std::string finalName, temp;
+    std::string finalName, temp;  // finalName "-": standard output
     bool timing;
   };
+  static void copyToStandardOutput(const std::string& file);
+  std::string command_;
+  const InputFiles& inputs_;
   std::vector<Entry> entries_;
   bool committed_ = false;
 };
@@ -71,26 +81,21 @@ bool stderrIsTerminal();
 bool stdoutIsTerminal();
 void setBinaryStdout();
 
-// The one-line progress display on stderr, fed through the progress model.
-// Silent unless stderr is a terminal and --quiet was not given; redrawn at
-// most four times a second, and erased by finish().
-class ProgressLine : public ProgressView {
+// The one-line progress display on stderr (see progress_text.h). Silent
+// unless stderr is a terminal and --quiet was not given; redrawn at most
+// four times a second and at the end, and erased by finish().
+class ProgressLine {
  public:
   ProgressLine(bool quiet, std::int64_t total);
-  ~ProgressLine() override;
+  ~ProgressLine();
   void update(std::int64_t position, const std::string& currentFile);
   void finish();
 
-  void setText(int control, const char* text) override;
-  void setBarPosition(std::int32_t) override {}
-  void stopTimer() override {}
-
  private:
-  void draw();
+  void draw(const std::string& line);
 
   bool enabled_;
-  ProgressModel model_;
-  std::map<int, std::string> texts_;
+  std::int64_t total_;
   std::chrono::steady_clock::time_point start_;
   std::chrono::steady_clock::time_point lastDraw_;
   bool drawn_ = false;

@@ -3,6 +3,7 @@
 #include <cctype>
 
 #include "cli/disc.h"
+#include "cli/disc_report.h"
 #include "dvdnav/disc_title.h"
 #include "dvdnav/dvd_title_reader.h"
 
@@ -43,6 +44,9 @@ void checkTitle(const Disc& disc, const Selection& s) {
     outOfRange(disc, dvdnav::titleName(s.title) + " does not exist (the disc has " +
                          numbers(titles, "title") + ")");
   const dvdnav::TitleEntry& entry = reader.videoManager->titles[static_cast<std::size_t>(s.title - 1)];
+  if (const std::string* why = disc.unusable(entry.vtsnumber))
+    fail(disc.folder, dvdnav::titleName(s.title) + " is in title set " +
+                          std::to_string(entry.vtsnumber) + ", which cannot be used: " + *why);
   const dvdnav::TitleSetInfo* set = reader.titleSetInfo(entry.vtsnumber);
   if (!set)
     fail(disc.folder, dvdnav::titleName(s.title) + " is in title set " +
@@ -65,6 +69,8 @@ void checkChain(const Disc& disc, const Selection& s) {
   if (s.titleSet < 1 || static_cast<std::size_t>(s.titleSet) > sets)
     outOfRange(disc, "title set " + std::to_string(s.titleSet) + " does not exist (the disc has " +
                          numbers(sets, "title set") + ")");
+  if (const std::string* why = disc.unusable(s.titleSet))
+    fail(disc.folder, "title set " + std::to_string(s.titleSet) + " cannot be used: " + *why);
   const auto& chains = reader.titleSets[static_cast<std::size_t>(s.titleSet - 1)]->programchains;
   const std::string inSet = " of title set " + std::to_string(s.titleSet);
   if (s.pgc < 1 || static_cast<std::size_t>(s.pgc) > chains.size())
@@ -203,6 +209,25 @@ const dvdnav::AudioTrack& findAudioTrack(const SelectionTracks& tracks, const st
 const dvdnav::SubtitleTrack& findSubtitleTrack(const SelectionTracks& tracks,
                                                const std::string& text) {
   return findTrack(tracks.subtitles, text, tracks, "subtitle");
+}
+
+void requireStream(const SelectionTracks& tracks, std::int32_t streamId, const std::string& option) {
+  const bool subpicture = streamId >= 0x20 && streamId <= 0x3F;
+  if (subpicture) {
+    for (const dvdnav::SubtitleTrack& track : tracks.subtitles)
+      for (std::int32_t stream : track.streams)
+        if (track.carried && stream >= 0 && 0x20 + stream == streamId) return;
+  } else {
+    for (const dvdnav::AudioTrack& track : tracks.audio)
+      if (track.carried && track.streamId == streamId) return;
+  }
+  const std::string kind = subpicture ? "subtitle" : "audio";
+  const std::string list =
+      subpicture ? dvdnav::trackList(tracks.subtitles) : dvdnav::trackList(tracks.audio);
+  fail(tracks.disc, tracks.where + " does not play the stream " + option + " chooses (" +
+                        streamIdText(streamId) + "); its " + kind + " tracks: " +
+                        (list.empty() ? "none" : list) + " (--" + kind +
+                        " chooses one by number or language)");
 }
 
 dvdnav::SubtitleView subtitleView(const Args& args, const SelectionTracks& tracks) {

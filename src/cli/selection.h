@@ -62,6 +62,13 @@ const dvdnav::AudioTrack& findAudioTrack(const SelectionTracks& tracks, const st
 const dvdnav::SubtitleTrack& findSubtitleTrack(const SelectionTracks& tracks,
                                                const std::string& text);
 
+// Ends the run (status 1) when the selection plays no track as pack stream
+// `streamId` (0x80+n AC-3, 0x88+n DTS, 0xA0+n LPCM, 0xC0+n MPEG audio,
+// 0x20+n subpicture), the stream `option` ("--ac3 7") chooses by its id:
+// such a run would write a title without that audio, or an empty file. The
+// message names the tracks there are.
+void requireStream(const SelectionTracks& tracks, std::int32_t streamId, const std::string& option);
+
 // The view --subtitle-view names (4:3, wide, letterbox, pan-scan), or the
 // one that fits the selection's aspect when the option is absent.
 dvdnav::SubtitleView subtitleView(const Args& args, const SelectionTracks& tracks);

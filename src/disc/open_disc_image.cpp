@@ -20,8 +20,6 @@ OpenedDiscImage openDiscImage(const std::string& path, const std::string& locati
   auto files = std::make_shared<ImageFiles>(bytes, std::move(table), location);
   std::string scrambled = disc::findScrambledVob(*files);
   if (!scrambled.empty())
-    return refused(disc::Problem::Scrambled,
-                   "the disc is scrambled (CSS; " + scrambled +
-                       " is encrypted), and decrypting it is not fennoria's business");
+    return refused(disc::Problem::Scrambled, disc::scrambledMessage(scrambled));
   return {files, disc::Problem::None, {}};
 }

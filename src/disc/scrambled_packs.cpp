@@ -28,6 +28,18 @@ bool isScrambledPack(const std::uint8_t* p) {
   return flagged && ps::scramblingControl(pes) != 0;
 }
 
+std::int64_t firstScrambledPack(const std::uint8_t* packs, std::size_t count) {
+  for (std::size_t i = 0; i < count; ++i)
+    if (isScrambledPack(packs + i * static_cast<std::size_t>(kSectorSize)))
+      return static_cast<std::int64_t>(i);
+  return -1;
+}
+
+std::string scrambledMessage(const std::string& where) {
+  return "the disc is scrambled (CSS; " + where +
+         " is encrypted), and decrypting it is not fennoria's business";
+}
+
 std::string findScrambledVob(const ImageFiles& files) {
   // One read per file: the sectors looked at are read together.
   platform::IoBuffer sectors(kSectorsLooked * kSectorSize);

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 
 #include "demux/stream.h"
 #include "disc/disc_files.h"
@@ -39,6 +40,23 @@ std::int64_t DvdTitleReader::readIfo(const DiscFiles& source, const std::string&
   return file->read(buffer.data(), static_cast<std::uint32_t>(wanted));
 }
 
+std::int64_t DvdTitleReader::readIfoOrBackup(const DiscFiles& source, const std::string& name,
+                                             const char* identifier,
+                                             platform::IoBuffer& buffer) {
+  std::int64_t count = readIfo(source, name, buffer);
+  if (!keepTitleSetNumbers) return count;
+  const std::size_t length = std::strlen(identifier);
+  auto whole = [&](std::int64_t n) {
+    return n >= static_cast<std::int64_t>(length) && std::memcmp(buffer.data(), identifier, length) == 0;
+  };
+  if (whole(count)) return count;
+  const std::string backup = name.substr(0, name.size() - 3) + (upperCaseNames ? "BUP" : "bup");
+  const std::int64_t fromBackup = readIfo(source, backup, buffer);
+  if (!whole(fromBackup)) return 0;
+  backupsRead.push_back(backup);
+  return fromBackup;
+}
+
 int DvdTitleReader::openIfo(const std::string& folderName) {
   discFiles.reset();
   return loadIfos(FolderFiles(folderName), folderName);
@@ -54,10 +72,12 @@ int DvdTitleReader::openIfo(std::shared_ptr<const DiscFiles> source,
 
 int DvdTitleReader::loadIfos(const DiscFiles& source, const std::string& folderName) {
   platform::IoBuffer buffer;
-  std::int64_t count = readIfo(source, "VIDEO_TS.IFO", buffer);
+  backupsRead.clear();
+  unusableTitleSets.clear();
+  std::int64_t count = readIfoOrBackup(source, "VIDEO_TS.IFO", "DVDVIDEO-VMG", buffer);
   if (count < 1) {
-    count = readIfo(source, "video_ts.ifo", buffer);
     upperCaseNames = false;
+    count = readIfoOrBackup(source, "video_ts.ifo", "DVDVIDEO-VMG", buffer);
   }
   if (count < 1) {
     log << "no vmgi found";
@@ -85,9 +105,19 @@ int DvdTitleReader::loadIfos(const DiscFiles& source, const std::string& folderN
   titleSetNumbers.clear();
   const char* prefix = upperCaseNames ? "VTS_" : "vts_";
   const char* suffix = upperCaseNames ? "_0.IFO" : "_0.ifo";
+  // The filter probes one title set per title; keeping numbers, every title
+  // set the Video Manager counts is loaded, and no more.
   std::int32_t titles = static_cast<std::int32_t>(videoManager->titles.size());
+  if (keepTitleSetNumbers && videoManager->numtitles > 0) titles = videoManager->numtitles;
   for (std::int32_t i = 1; i <= titles; ++i) {
-    count = readIfo(source, prefix + twoDigits(i) + suffix, buffer);
+    const std::string name = prefix + twoDigits(i) + suffix;
+    count = readIfoOrBackup(source, name, "DVDVIDEO-VTS", buffer);
+    if (count < 1 && keepTitleSetNumbers) {
+      unusableTitleSets.emplace_back(i, name);
+      titleSets.push_back(std::make_unique<dvdnav::TitleSetInfo>());
+      titleSetNumbers.push_back(i);
+      continue;
+    }
     if (count < 1) continue;
     auto titleSet = std::make_unique<dvdnav::TitleSetInfo>();
     dvdnav::parseTitleSet(dvdnav::IfoBytes(buffer.data(), static_cast<std::size_t>(count)),

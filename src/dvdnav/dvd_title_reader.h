@@ -116,6 +116,17 @@ class DvdTitleReader {
   static constexpr std::int32_t libraryVersion = 2000;
   std::int32_t getLibraryVersion() const { return libraryVersion; }
 
+  // Beyond the filter's loading, for the tool: an IFO file that cannot be
+  // read, or is not what its name says, is read from its .BUP copy, and a
+  // title set that neither copy gives keeps its place as an empty record,
+  // so that title set numbers stay those of the disc. Off by default.
+  bool keepTitleSetNumbers = false;
+  // With keepTitleSetNumbers, what the last load made do with: the files
+  // read from their backup instead, and the title sets (1-based) neither
+  // copy gave, with the name of their IFO.
+  std::vector<std::string> backupsRead;
+  std::vector<std::pair<std::int32_t, std::string>> unusableTitleSets;
+
   bool upperCaseNames = true;
   // Whether openIfo writes each loaded file's text dump to the log at level
   // 3, as the filter's debug log shows it. The tool clears it unless it
@@ -175,5 +186,9 @@ class DvdTitleReader {
   // read, 0 when the file is missing or empty.
   std::int64_t readIfo(const DiscFiles& source, const std::string& name,
                        platform::IoBuffer& buffer);
+  // readIfo, and with keepTitleSetNumbers the .BUP copy when the IFO gives
+  // nothing or lacks `identifier`.
+  std::int64_t readIfoOrBackup(const DiscFiles& source, const std::string& name,
+                               const char* identifier, platform::IoBuffer& buffer);
   void say(int level);
 };

@@ -68,6 +68,8 @@ void Extraction::addVobSub(const std::string& name, const std::string& idxPath,
 void Extraction::feed(const std::uint8_t* bytes, std::size_t count) {
   const std::size_t packs = count / ps::kPackSize;
   trailing_ = count % ps::kPackSize;
+  for (std::size_t i = 0; i < packs; ++i)
+    if (ps::isMpeg2PackHeader(bytes + i * ps::kPackSize)) ++programStreamPacks_;
   timestamps_.scan(bytes, packs);
   for (Output& output : outputs_) {
     try {

@@ -69,6 +69,9 @@ class Extraction {
   void feed(const std::uint8_t* bytes, std::size_t count);
   // The bytes after the last whole pack of the last feed.
   std::size_t trailingBytes() const { return trailing_; }
+  // How many of the packs fed open with an MPEG-2 pack header: none means
+  // the input was no program stream at all.
+  std::int64_t programStreamPacks() const { return programStreamPacks_; }
 
   void finish();
   // Whether any output took fewer bytes than it was given (a full disk).
@@ -95,5 +98,6 @@ class Extraction {
   std::vector<StreamChoice> audio_;
   FirstTimestamps timestamps_;
   std::int64_t packsFed_ = 0;
+  std::int64_t programStreamPacks_ = 0;
   std::size_t trailing_ = 0;
 };

@@ -44,6 +44,14 @@ std::int64_t CellSequence::endSector() const {
   return end;
 }
 
+std::int64_t CellSequence::sectorAt(std::int64_t position) const {
+  if (position < 0 || position >= length_) return -1;
+  // The last span that starts at or before the position and is not empty.
+  std::size_t i = static_cast<std::size_t>(
+      std::upper_bound(starts_.begin(), starts_.end(), position) - starts_.begin() - 1);
+  return spans_[i].first + (position - starts_[i]) / kSector;
+}
+
 std::size_t CellSequence::spanAt(std::int64_t position) {
   if (span_ >= spans_.size() || position < starts_[span_]) span_ = 0;
   auto ends = [this](std::size_t i) {

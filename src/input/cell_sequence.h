@@ -29,6 +29,8 @@ class CellSequence {
   std::int64_t currentSector() const;
   // The highest sector any cell reaches, exclusive; 0 with no cells.
   std::int64_t endSector() const;
+  // The VOB sector byte `position` of the sequence comes from; -1 outside.
+  std::int64_t sectorAt(std::int64_t position) const;
 
   // Reads up to `count` bytes from `vobs`, across cell boundaries; short
   // only at the end or when the files end before a cell does.

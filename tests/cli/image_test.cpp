@@ -100,7 +100,7 @@ TEST(ToolDvd, ImageEqualsFolder) {
   for (const SampleImage& kind : sampleImages()) {
     for (const Chain& c : kChains) {
       for (const std::vector<std::string>& audio :
-           std::vector<std::vector<std::string>>{{}, {"--ac3", "0"}, {"--mpeg", "1"}, {"--mpeg", "0"}}) {
+           std::vector<std::vector<std::string>>{{}, {"--audio", "1"}, {"--audio", "2"}, {"--mpeg", "1"}}) {
         std::vector<std::string> image = withChain({"dvd", imagePath(kind), "-q"}, c);
         std::vector<std::string> folder = withChain({"dvd", imageSourceFolder(kind), "-q"}, c);
         image.insert(image.end(), audio.begin(), audio.end());
@@ -150,15 +150,20 @@ TEST(ToolDemux, ImageEqualsFolder) {
       SCOPED_TRACE(std::string(kind.label) + " " + std::to_string(c.titleSet) + "/" +
                    std::to_string(c.pgc));
       ScratchDir dir;
-      std::vector<std::string> names = {"ac3", "mp2-0", "mp2-1", "sub", "m2v"};
+      // Each chain's two audio tracks (AC-3 and MPEG in title set 1, two
+      // MPEG streams in title set 2) and, where it has one, its subtitles.
+      const bool subtitles = c.titleSet == 1;
+      std::vector<std::string> names = {"audio-1", "audio-2", "m2v"};
+      if (subtitles) names.push_back("sub");
       for (const char* side : {"image", "folder"}) {
         std::string input = std::string(side) == "image" ? imagePath(kind) : imageSourceFolder(kind);
         auto out = [&](const std::string& n) { return dir.path(std::string(side) + "." + n); };
-        Result run = runTool(withChain({"demux", input, "-q", "--timing", "--ac3",
-                                        "0=" + out("ac3"), "--mpeg", "0=" + out("mp2-0"),
-                                        "--mpeg", "1=" + out("mp2-1"), "--sub",
-                                        "0=" + out("sub"), "--video", out("m2v")},
-                                       c));
+        std::vector<std::string> args = {"demux", input, "-q", "--timing",
+                                         "--audio", "1=" + out("audio-1"),
+                                         "--audio", "2=" + out("audio-2"),
+                                         "--video", out("m2v")};
+        if (subtitles) args.insert(args.end(), {"--subtitle", "1=" + out("sub")});
+        Result run = runTool(withChain(args, c));
         ASSERT_EQ(run.status, 0) << run.err;
       }
       for (const std::string& n : names) {

@@ -5,12 +5,15 @@
 // delays demux prints, against the first time stamps ffprobe reads.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <map>
 #include <sstream>
 
+#include "cli/json.h"
 #include "cli/samples.h"
 #include "cli/tool_runner.h"
 #include "support/scratch.h"
@@ -138,14 +141,31 @@ TEST(ToolDvdPlaybackOrder, AdjoiningCellsGiveTheRangesBytes) {
 
 // With --range a chain is its first-to-last range, as the filter delivers
 // it: for the chain that skips a cell that is the skipped footage too, for
-// the reversed one nothing.
+// the reversed one nothing. Foreign footage is written with one warning
+// line naming the chain; nothing ends the run.
 TEST(ToolDvdPlaybackOrder, WithRangeTheChainHoldsForeignFootageOrNothing) {
   Result skipping = runTool({"dvd", kBranching, "--titleset", "1", "--pgc", "3", "--range"});
   ASSERT_EQ(skipping.status, 0) << skipping.err;
   EXPECT_TRUE(skipping.out == cellsInOrder(kBranching + "/VIDEO_TS", {"dvd-branching", 1, 1}));
+  EXPECT_EQ(std::count(skipping.err.begin(), skipping.err.end(), '\n'), 1) << skipping.err;
+  EXPECT_NE(skipping.err.find("warning: program chain 3 of title set 1: its cells are not in "
+                              "order"),
+            std::string::npos)
+      << skipping.err;
+  EXPECT_NE(skipping.err.find("without --range"), std::string::npos) << skipping.err;
   Result reversed = runTool({"dvd", kBranching, "--titleset", "1", "--pgc", "2", "--range"});
-  ASSERT_EQ(reversed.status, 0) << reversed.err;
+  EXPECT_EQ(reversed.status, 1) << reversed.err;
   EXPECT_EQ(reversed.out.size(), 0u);
+  EXPECT_NE(reversed.err.find("program chain 2 of title set 1: its cells are out of order and "
+                              "the range from its first cell to its last holds nothing"),
+            std::string::npos)
+      << reversed.err;
+}
+
+TEST(ToolDvdPlaybackOrder, ChainInOrderReadsItsRangeWithoutAWord) {
+  Result run = runTool({"dvd", kBranching, "--titleset", "1", "--pgc", "1", "--range"});
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.err, "");
 }
 
 // The audio choice applies to the cells as to a range: the packs of the
@@ -366,9 +386,16 @@ TEST(ToolDemux, QuietLeavesStandardOutputEmpty) {
   EXPECT_EQ(run.out, "");
 }
 
+// A stream the chain's control table gives it but whose packs the title
+// does not hold (a copy of the sample whose first audio track is pointed at
+// AC-3 stream 5): written empty with a warning, its delay unknown.
 TEST(ToolDemux, DelayOfAStreamWithoutPacketsIsUnknown) {
   ScratchDir dir;
-  Result run = runTool({"demux", kDisc, "--titleset", "1", "--pgc", "1", "--ac3",
+  std::filesystem::copy(kDisc, dir.path("VIDEO_TS"));
+  patchIfo(dir.path("VIDEO_TS"), [](std::string& ifo) {
+    ifo[chainAt(ifo, 1) + 0x0C] = static_cast<char>(0x85);  // present, stream 5
+  });
+  Result run = runTool({"demux", dir.path("VIDEO_TS"), "--titleset", "1", "--pgc", "1", "--ac3",
                         "5=" + dir.path("none.ac3")});
   ASSERT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(run.out, dir.path("none.ac3") + ": delay unknown (no time stamp of this stream)\n");
@@ -380,4 +407,36 @@ TEST(ToolDemux, PlaybackOrderIsForAFolder) {
                         "0=" + dir.path("a.ac3")});
   EXPECT_EQ(run.status, 2);
   EXPECT_NE(run.err.find("are for a VIDEO_TS folder, not a file"), std::string::npos) << run.err;
+}
+
+// A chain whose cells run backwards has no range to measure: info shows
+// that the cells are out of order and what playing them holds, never a
+// negative size, in its table and its JSON alike. The cells' sectors come
+// from libdvdread's reading of the disc.
+TEST(ToolInfo, ChainWithCellsOutOfOrderShowsItsPlaybackSizeNeverANegativeOne) {
+  const Facts facts = loadFacts("dvd-branching");
+  for (int pgc : {2, 3}) {
+    SCOPED_TRACE(pgc);
+    long long sectors = 0;
+    for (int cell = 1; cell <= 2; ++cell) {
+      const std::string fact =
+          facts.at("vts.1.pgc." + std::to_string(pgc) + ".cell." + std::to_string(cell) + ".sectors");
+      sectors += number(field(fact, "last")) - number(field(fact, "first")) + 1;
+    }
+    Result table = runTool({"info", kBranching, "--chains"});
+    ASSERT_EQ(table.status, 0) << table.err;
+    EXPECT_NE(table.out.find("cells out of order; in playback order " + std::to_string(sectors) +
+                             " sectors, " + std::to_string(sectors * 2048) + " bytes"),
+              std::string::npos)
+        << table.out;
+    Result json = runTool({"info", kBranching, "--json"});
+    ASSERT_EQ(json.status, 0) << json.err;
+    const Json chain = parseJson(json.out)["title_sets"][0]["pgcs"][static_cast<std::size_t>(pgc - 1)];
+    EXPECT_FALSE(chain["cells_in_order"].boolean);
+    EXPECT_GE(chain["sectors"].num, 0);
+    EXPECT_GE(chain["bytes"].num, 0);
+    EXPECT_EQ(chain["playback_sectors"].num, sectors);
+    EXPECT_EQ(chain["playback_bytes"].num, sectors * 2048);
+  }
+  EXPECT_EQ(runTool({"info", kBranching, "--chains"}).out.find(" -"), std::string::npos);
 }

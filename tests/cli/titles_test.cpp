@@ -6,6 +6,7 @@
 // written for every number or track the disc does not have.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <map>
 #include <regex>
@@ -218,8 +219,22 @@ TEST(ToolDemuxTitle, AudioTrackIsTheStreamFfmpegCopies) {
     Result copy = runShell("ffmpeg -v error -i " + quote(vob) + " -map 0:i:" + id + " -c copy -f " +
                            format + " " + quote(ref));
     ASSERT_EQ(copy.status, 0) << copy.err;
-    EXPECT_GT(readWholeFile(ref).size(), 0u);
-    EXPECT_TRUE(readWholeFile(ref) == readWholeFile(dir.path(file)));
+    // Ours runs from the first whole frame to the last; ffmpeg's copy also
+    // keeps the partial frame the chapter cut ends in. So ours is ffmpeg's
+    // copy without that tail: a prefix of it, shorter by less than one of
+    // its frames (their sizes as ffprobe reads them).
+    const std::string theirs = readWholeFile(ref), ours = readWholeFile(dir.path(file));
+    ASSERT_GT(ours.size(), 0u);
+    ASSERT_LE(ours.size(), theirs.size());
+    EXPECT_TRUE(theirs.compare(0, ours.size(), ours) == 0);
+    Result sizes = runShell("ffprobe -v error -show_entries packet=size -of csv=p=0 " +
+                            quote(dir.path(file)));
+    ASSERT_EQ(sizes.status, 0) << sizes.err;
+    std::istringstream lines(sizes.out);
+    std::size_t frame = 0;
+    for (std::string line; std::getline(lines, line);)
+      if (!line.empty()) frame = std::max<std::size_t>(frame, std::stoul(line));
+    EXPECT_LT(theirs.size() - ours.size(), frame);
   }
 }
 

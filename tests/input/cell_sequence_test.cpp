@@ -104,3 +104,17 @@ TEST_F(CellSequenceTest, NoCellsIsAnEmptySequence) {
   char byte = 0;
   EXPECT_EQ(cells.read(vobs, &byte, 1), 0);
 }
+
+TEST_F(CellSequenceTest, SectorAtNamesTheSectorOfAnyByte) {
+  cells.assign({{5, 7}, {4, 4}, {1, 2}, {9, 8}, {3, 5}});
+  EXPECT_EQ(cells.sectorAt(0), 5);
+  EXPECT_EQ(cells.sectorAt(2047), 5);
+  EXPECT_EQ(cells.sectorAt(2048), 6);
+  EXPECT_EQ(cells.sectorAt(2 * 2048), 1);
+  EXPECT_EQ(cells.sectorAt(3 * 2048), 3);
+  EXPECT_EQ(cells.sectorAt(5 * 2048 - 1), 4);
+  EXPECT_EQ(cells.sectorAt(5 * 2048), -1);
+  EXPECT_EQ(cells.sectorAt(-1), -1);
+  // It does not move the sequence.
+  EXPECT_EQ(cells.position(), 0);
+}
