@@ -60,10 +60,11 @@ class DiscTitleTest : public ::testing::Test {
   LogSink sink;
   DvdTitleReader reader{sink.stream};
 
+  // A sample disc by its name, or a folder by its path (with '\\' on
+  // Windows).
   void open(const std::string& disc) {
-    ASSERT_EQ(reader.openIfo(disc.find('/') == std::string::npos ? kSamples + "/" + disc + "/VIDEO_TS"
-                                                                 : disc),
-              0);
+    const bool named = disc.find_first_of("/\\") == std::string::npos;
+    ASSERT_EQ(reader.openIfo(named ? kSamples + "/" + disc + "/VIDEO_TS" : disc), 0);
   }
   bool said(const std::string& text) const { return sink.has(1, text); }
 };
