@@ -146,6 +146,10 @@ HRESULT OutputPin::ConfigureSource() {
         ReadSettingInt(kSettingsKeyPath, "DvdPlaybackOrder", readDefaults_.playbackOrder) == 1;
     FENNORIA_LOG(LOG_TRACE, 0, "DvdImg mode, title=%d, pgc=%d, audio=%d", settings_.title,
                  settings_.pgc, settings_.audioNumber);
+    // The IFO files' text dump goes to the debug log at trace level 3;
+    // composing it is most of a load's time, so it is composed only when
+    // the log would take it.
+    reader->dumpRecords = diag::debugLog().wants(LOG_TRACE, 3);
     openNavigation(current, folder);
     if (!selectDiscTitle(discTitle, *reader)) {
       reader->selectTitleSet(settings_.title, settings_.titleSelector);

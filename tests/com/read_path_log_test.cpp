@@ -188,6 +188,21 @@ TEST_F(ReadPathLog, LengthAndQueueCallsAreTracedAtLevelOne) {
     EXPECT_TRUE(has(log, line)) << line << " in\n" << log;
 }
 
+// Loading a disc writes each IFO file's text dump at trace level 3, and not
+// below it.
+TEST_F(ReadPathLog, IfoDumpIsTracedAtLevelThreeWhenTheDiscIsLoaded) {
+  auto load = [&] {
+    Filter f;
+    selectFirstProgramChain(f);
+  };
+  const std::string quiet = tracedAt(2, load);
+  EXPECT_FALSE(has(quiet, "Videomanager")) << quiet;
+  const std::string dumped = tracedAt(3, load);
+  EXPECT_TRUE(has(dumped, "Videomanager")) << dumped;
+  EXPECT_TRUE(has(dumped, "VideoTitleSet 1")) << dumped;
+  EXPECT_TRUE(has(dumped, "VideoTitleSet 2")) << dumped;
+}
+
 TEST_F(ReadPathLog, LengthInDvdModeIsTracedWithTheRange) {
   Filter f;
   selectFirstProgramChain(f);
