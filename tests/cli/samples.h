@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "support/sample_facts.h"
 #include "support/scratch.h"
 
 namespace cli_test {
@@ -17,27 +18,16 @@ inline const std::string kSamples = FENNORIA_SAMPLES_DIR;
 inline const std::string kDisc = kSamples + "/dvd/VIDEO_TS";
 inline const std::string kLowerDisc = kSamples + "/dvd-lower/video_ts";
 
-using Facts = std::map<std::string, std::string>;
+using testing_support::Facts;
 
 // What libdvdread read from a bundled disc ("dvd" or "dvd-branching").
 inline Facts loadFacts(const std::string& disc = "dvd") {
-  Facts facts;
-  std::ifstream in(kSamples + "/" + disc + "/dvdread-facts.txt");
-  std::string line;
-  while (std::getline(in, line)) {
-    std::size_t space = line.find(' ');
-    if (space != std::string::npos) facts[line.substr(0, space)] = line.substr(space + 1);
-  }
-  return facts;
+  return testing_support::loadFactsFile(kSamples + "/" + disc + "/dvdread-facts.txt");
 }
 
 // The value after `name` in a "name value name value" fact.
 inline std::string field(const std::string& fact, const std::string& name) {
-  std::istringstream in(fact);
-  std::string word;
-  while (in >> word)
-    if (word == name && in >> word) return word;
-  return "?";
+  return testing_support::factField(fact, name);
 }
 
 inline long long number(const std::string& text) { return std::stoll(text, nullptr, 0); }

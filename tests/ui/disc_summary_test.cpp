@@ -11,6 +11,7 @@
 #include <sstream>
 #include <string>
 
+#include "support/sample_facts.h"
 #include "support/scratch.h"
 
 #ifndef _WIN32
@@ -21,17 +22,10 @@ namespace {
 
 const std::string kSamples = FENNORIA_SAMPLES_DIR;
 
-using Facts = std::map<std::string, std::string>;
+using testing_support::Facts;
 
 Facts loadFacts(const std::string& disc) {
-  Facts facts;
-  std::ifstream in(kSamples + "/" + disc + "/dvdread-facts.txt");
-  std::string line;
-  while (std::getline(in, line)) {
-    std::size_t space = line.find(' ');
-    if (space != std::string::npos) facts[line.substr(0, space)] = line.substr(space + 1);
-  }
-  return facts;
+  return testing_support::loadFactsFile(kSamples + "/" + disc + "/dvdread-facts.txt");
 }
 
 const std::string& fact(const Facts& facts, const std::string& key) {
@@ -40,14 +34,6 @@ const std::string& fact(const Facts& facts, const std::string& key) {
   return it == facts.end() ? none : it->second;
 }
 
-// The value after `name` in a "name value name value" fact.
-std::string field(const std::string& fact, const std::string& name) {
-  std::istringstream in(fact);
-  std::string word;
-  while (in >> word)
-    if (word == name && in >> word) return word;
-  return "?";
-}
 
 long long number(const std::string& text) { return std::stoll(text, nullptr, 0); }
 
@@ -102,9 +88,9 @@ void expectTheFacts(const DiscSummary& disc, const Facts& facts) {
     for (std::size_t a = 0; a < set.audio.size(); ++a) {
       const std::string& audio = fact(facts, vts + ".audio." + std::to_string(a));
       SCOPED_TRACE(audio);
-      EXPECT_EQ(set.audio[a].coding, number(field(audio, "coding")));
-      EXPECT_EQ(set.audio[a].channels, number(field(audio, "channels")) + 1);
-      EXPECT_EQ(set.audio[a].language, field(audio, "lang"));
+      EXPECT_EQ(set.audio[a].coding, number(testing_support::factField(audio, "coding")));
+      EXPECT_EQ(set.audio[a].channels, number(testing_support::factField(audio, "channels")) + 1);
+      EXPECT_EQ(set.audio[a].language, testing_support::factField(audio, "lang"));
     }
   }
 }
